@@ -1,0 +1,82 @@
+// A bounds-checked reader over untrusted bytes.
+//
+// Every read checks the remaining length first (`remaining() < n`, which
+// cannot overflow), so a reader can never step outside its span. A failed
+// read leaves the position where it was and returns false; callers check
+// whole records once with `Has(n)` and then read the fields inside.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <span>
+#include <type_traits>
+
+namespace snk {
+
+class ByteReader {
+ public:
+  explicit ByteReader(std::span<const std::byte> bytes) : bytes_(bytes) {}
+
+  size_t position() const { return pos_; }
+  size_t size() const { return bytes_.size(); }
+  size_t remaining() const { return bytes_.size() - pos_; }
+  bool Has(size_t n) const { return remaining() >= n; }
+
+  bool Seek(size_t offset) {
+    if (offset > bytes_.size()) return false;
+    pos_ = offset;
+    return true;
+  }
+  bool Skip(size_t n) {
+    if (remaining() < n) return false;
+    pos_ += n;
+    return true;
+  }
+
+  bool ReadU8(uint8_t& out) { return ReadLE(out); }
+  bool ReadU16(uint16_t& out) { return ReadLE(out); }
+  bool ReadU32(uint32_t& out) { return ReadLE(out); }
+  bool ReadI16(int16_t& out) { return ReadLE(out); }
+  bool ReadI32(int32_t& out) { return ReadLE(out); }
+  bool ReadU16BE(uint16_t& out) { return ReadBE(out); }
+  bool ReadU32BE(uint32_t& out) { return ReadBE(out); }
+
+  // The next n bytes as a sub-span, or an empty span with false.
+  bool ReadSpan(size_t n, std::span<const std::byte>& out) {
+    if (remaining() < n) return false;
+    out = bytes_.subspan(pos_, n);
+    pos_ += n;
+    return true;
+  }
+
+ private:
+  template <typename T>
+  bool ReadLE(T& out) {
+    if (remaining() < sizeof(T)) return false;
+    std::make_unsigned_t<T> value = 0;
+    for (size_t i = 0; i < sizeof(T); ++i)
+      value |= static_cast<std::make_unsigned_t<T>>(
+          static_cast<uint64_t>(bytes_[pos_ + i]) << (8 * i));
+    out = static_cast<T>(value);
+    pos_ += sizeof(T);
+    return true;
+  }
+  template <typename T>
+  bool ReadBE(T& out) {
+    if (remaining() < sizeof(T)) return false;
+    std::make_unsigned_t<T> value = 0;
+    for (size_t i = 0; i < sizeof(T); ++i)
+      value = static_cast<std::make_unsigned_t<T>>(
+          (static_cast<uint64_t>(value) << 8) |
+          static_cast<uint64_t>(bytes_[pos_ + i]));
+    out = static_cast<T>(value);
+    pos_ += sizeof(T);
+    return true;
+  }
+
+  std::span<const std::byte> bytes_;
+  size_t pos_ = 0;
+};
+
+}  // namespace snk

@@ -1,0 +1,76 @@
+// CKMC_Document: one print job, from DrvStartDoc to DrvEndDoc.
+//
+// Created by the first DrvStartDoc of a device, it survives DrvResetPDEV and
+// later jobs on the same device and is destroyed with the device. The file
+// is written as the job goes: the header and fixed objects at the start,
+// each page at DrvSendPage, the rest at DrvEndDoc. Only the current page's
+// content is held in memory.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "base/byte_string.h"
+#include "platform/winddi.h"
+#include "writer/document_writer.h"
+
+class CKMC_Device;
+
+// The file name part of a document title: what follows the last character
+// that a file name cannot hold, without leading blanks and last extension.
+std::u16string CleanTitle(std::u16string_view title);
+
+class CKMC_Document : public CKMC_DocumentWriter {
+ public:
+  CKMC_Document();
+  ~CKMC_Document() override;
+
+  // Takes over the device's settings and geometry, and the batch controls
+  // from the printer's data.
+  void Configure(CKMC_Device& device);
+  bool StartDocument(const char16_t* name, uint32_t jobId);
+  void StartPage();
+  void EndPage(SURFOBJ* surface);
+  bool EndDocument();
+  void ResetJob();
+  void ResetDocument();
+
+  // Chooses and opens the output file; see output_file.cpp.
+  bool OpenOutputFile(const char16_t* name);
+
+  // Output.
+  CKM_WideString outputPath;
+  CKM_WideString folder;
+  CKM_WideString documentName;
+  char16_t title[260] = {};
+  char16_t keywords[260] = {};
+  char16_t author[260] = {};
+  char16_t subject[260] = {};
+  char16_t infoCreator[260] = {};
+  char16_t batchDestName[260] = {};
+  char16_t fileNameSetting[260] = {};
+  uint32_t jobCancelled = 0;
+
+  // Settings copied from the device.
+  uint32_t overwrite = 0;
+  uint32_t useDefaultName = 0;
+  uint32_t openFile = 0;
+  uint32_t postProcess = 0;
+  uint32_t imageCompress = 1;
+  uint32_t fontEmbed = 2;
+  uint32_t gdiPunt = 1;
+  uint32_t fontWarn = 1;
+  uint8_t mergeImages = 1;
+  uint32_t batch = 0;
+  CKM_WideString deviceName;
+  HANDLE printer = nullptr;
+
+  // Whole-point page size, for the job map's coordinates.
+  int32_t pageWidthPoints = 0;
+  int32_t pageHeightPoints = 0;
+
+  // Job map data.
+  uint32_t expectedPages = 1;
+  uint32_t showStatus = 1;
+};

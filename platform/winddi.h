@@ -1,0 +1,411 @@
+// The printer driver interface: records, engine objects and Eng calls.
+//
+// Same names and layouts as the graphics engine's own interface, with fixed
+// width fields. Only what the system uses is declared; later work adds to it.
+// On Linux the Eng calls and object accessors are implemented by the host.
+#pragma once
+
+#include "platform/win_types.h"
+
+#define APIENTRY
+
+struct HSURF__;
+using HSURF = HSURF__*;
+struct HBITMAP__;
+using HBITMAP = HBITMAP__*;
+struct HPALETTE__;
+using HPALETTE = HPALETTE__*;
+struct HDEV__;
+using HDEV = HDEV__*;
+struct DHPDEV__;
+using DHPDEV = DHPDEV__*;
+struct DHSURF__;
+using DHSURF = DHSURF__*;
+
+using MIX = ULONG;
+using ROP4 = ULONG;
+using FIX = LONG;  // 28.4 fixed point
+
+struct POINTFIX {
+  FIX x;
+  FIX y;
+};
+
+// ---------------------------------------------------------------- DEVMODEW
+
+inline constexpr DWORD DM_ORIENTATION = 0x00000001;
+inline constexpr DWORD DM_PAPERSIZE = 0x00000002;
+inline constexpr DWORD DM_PAPERLENGTH = 0x00000004;
+inline constexpr DWORD DM_PAPERWIDTH = 0x00000008;
+inline constexpr DWORD DM_SCALE = 0x00000010;
+inline constexpr DWORD DM_PRINTQUALITY = 0x00000400;
+inline constexpr DWORD DM_YRESOLUTION = 0x00002000;
+inline constexpr DWORD DM_FORMNAME = 0x00010000;
+
+inline constexpr SHORT DMORIENT_PORTRAIT = 1;
+inline constexpr SHORT DMORIENT_LANDSCAPE = 2;
+
+#pragma pack(push, 2)
+struct DEVMODEW {
+  WCHAR dmDeviceName[32];
+  WORD dmSpecVersion;
+  WORD dmDriverVersion;
+  WORD dmSize;
+  WORD dmDriverExtra;
+  DWORD dmFields;
+  SHORT dmOrientation;  // printer arm of the position/orientation union
+  SHORT dmPaperSize;
+  SHORT dmPaperLength;
+  SHORT dmPaperWidth;
+  SHORT dmScale;
+  SHORT dmCopies;
+  SHORT dmDefaultSource;
+  SHORT dmPrintQuality;
+  SHORT dmColor;
+  SHORT dmDuplex;
+  SHORT dmYResolution;
+  SHORT dmTTOption;
+  SHORT dmCollate;
+  WCHAR dmFormName[32];
+  WORD dmLogPixels;
+  DWORD dmBitsPerPel;
+  DWORD dmPelsWidth;
+  DWORD dmPelsHeight;
+  DWORD dmDisplayFlags;
+  DWORD dmDisplayFrequency;
+  DWORD dmICMMethod;
+  DWORD dmICMIntent;
+  DWORD dmMediaType;
+  DWORD dmDitherType;
+  DWORD dmReserved1;
+  DWORD dmReserved2;
+  DWORD dmPanningWidth;
+  DWORD dmPanningHeight;
+};
+#pragma pack(pop)
+static_assert(sizeof(DEVMODEW) == 220);
+
+// ---------------------------------------------------------------- GDIINFO
+
+struct CIECHROMA {
+  LONG x;
+  LONG y;
+  LONG Y;
+};
+struct COLORINFO {
+  CIECHROMA Red, Green, Blue, Cyan, Magenta, Yellow, AlignmentWhite;
+  LONG RedGamma, GreenGamma, BlueGamma;
+  LONG MagentaInCyanDye, YellowInCyanDye, CyanInMagentaDye;
+  LONG YellowInMagentaDye, CyanInYellowDye, MagentaInYellowDye;
+};
+
+inline constexpr ULONG GDI_DRIVER_VERSION = 0x5001;
+inline constexpr ULONG DT_RASPRINTER = 2;
+
+struct GDIINFO {
+  ULONG ulVersion;
+  ULONG ulTechnology;
+  ULONG ulHorzSize;
+  ULONG ulVertSize;
+  ULONG ulHorzRes;
+  ULONG ulVertRes;
+  ULONG cBitsPixel;
+  ULONG cPlanes;
+  ULONG ulNumColors;
+  ULONG flRaster;
+  ULONG ulLogPixelsX;
+  ULONG ulLogPixelsY;
+  ULONG flTextCaps;
+  ULONG ulDACRed;
+  ULONG ulDACGreen;
+  ULONG ulDACBlue;
+  ULONG ulAspectX;
+  ULONG ulAspectY;
+  ULONG ulAspectXY;
+  LONG xStyleStep;
+  LONG yStyleStep;
+  LONG denStyleStep;
+  POINTL ptlPhysOffset;
+  SIZEL szlPhysSize;
+  ULONG ulNumPalReg;
+  COLORINFO ciDevice;
+  ULONG ulDevicePelsDPI;
+  ULONG ulPrimaryOrder;
+  ULONG ulHTPatternSize;
+  ULONG ulHTOutputFormat;
+  ULONG flHTFlags;
+  ULONG ulVRefresh;
+  ULONG ulBltAlignment;
+  ULONG ulPanningHorzRes;
+  ULONG ulPanningVertRes;
+  ULONG xPanningAlignment;
+  ULONG yPanningAlignment;
+  ULONG cxHTPat;
+  ULONG cyHTPat;
+  BYTE* pHTPatA;
+  BYTE* pHTPatB;
+  BYTE* pHTPatC;
+  ULONG flShadeBlend;
+  ULONG ulPhysicalPixelCharacteristics;
+  ULONG ulPhysicalPixelGamma;
+};
+
+// ---------------------------------------------------------------- DEVINFO
+
+struct LOGFONTW {
+  LONG lfHeight;
+  LONG lfWidth;
+  LONG lfEscapement;
+  LONG lfOrientation;
+  LONG lfWeight;
+  BYTE lfItalic;
+  BYTE lfUnderline;
+  BYTE lfStrikeOut;
+  BYTE lfCharSet;
+  BYTE lfOutPrecision;
+  BYTE lfClipPrecision;
+  BYTE lfQuality;
+  BYTE lfPitchAndFamily;
+  WCHAR lfFaceName[32];
+};
+static_assert(sizeof(LOGFONTW) == 92);
+
+inline constexpr ULONG BMF_1BPP = 1;
+inline constexpr ULONG BMF_4BPP = 2;
+inline constexpr ULONG BMF_8BPP = 3;
+inline constexpr ULONG BMF_16BPP = 4;
+inline constexpr ULONG BMF_24BPP = 5;
+inline constexpr ULONG BMF_32BPP = 6;
+inline constexpr ULONG BMF_JPEG = 11;
+inline constexpr ULONG BMF_PNG = 12;
+
+inline constexpr FLONG GCAPS2_PNG = 0x00000008;
+
+struct DEVINFO {
+  FLONG flGraphicsCaps;
+  LOGFONTW lfDefaultFont;
+  LOGFONTW lfAnsiVarFont;
+  LOGFONTW lfAnsiFixFont;
+  ULONG cFonts;
+  ULONG iDitherFormat;
+  USHORT cxDither;
+  USHORT cyDither;
+  HPALETTE hpalDefault;
+  FLONG flGraphicsCaps2;
+};
+
+// ---------------------------------------------------------------- SURFOBJ
+
+inline constexpr USHORT STYPE_BITMAP = 0;
+inline constexpr USHORT STYPE_DEVICE = 1;
+
+inline constexpr FLONG BMF_TOPDOWN = 0x0001;
+inline constexpr FLONG BMF_NOZEROINIT = 0x0002;
+
+struct SURFOBJ {
+  DHSURF dhsurf;
+  HSURF hsurf;
+  DHPDEV dhpdev;
+  HDEV hdev;
+  SIZEL sizlBitmap;
+  ULONG cjBits;
+  PVOID pvBits;
+  PVOID pvScan0;
+  LONG lDelta;
+  ULONG iUniq;
+  ULONG iBitmapFormat;
+  USHORT iType;
+  USHORT fjBitmap;
+};
+
+// Hooks for EngAssociateSurface.
+inline constexpr FLONG HOOK_BITBLT = 0x00000001;
+inline constexpr FLONG HOOK_STRETCHBLT = 0x00000002;
+inline constexpr FLONG HOOK_PLGBLT = 0x00000004;
+inline constexpr FLONG HOOK_TEXTOUT = 0x00000008;
+inline constexpr FLONG HOOK_PAINT = 0x00000010;
+inline constexpr FLONG HOOK_STROKEPATH = 0x00000020;
+inline constexpr FLONG HOOK_FILLPATH = 0x00000040;
+inline constexpr FLONG HOOK_STROKEANDFILLPATH = 0x00000080;
+inline constexpr FLONG HOOK_LINETO = 0x00000100;
+inline constexpr FLONG HOOK_COPYBITS = 0x00000400;
+inline constexpr FLONG HOOK_STRETCHBLTROP = 0x00002000;
+inline constexpr FLONG HOOK_TRANSPARENTBLT = 0x00008000;
+inline constexpr FLONG HOOK_ALPHABLEND = 0x00010000;
+inline constexpr FLONG HOOK_GRADIENTFILL = 0x00020000;
+
+// Palettes.
+inline constexpr ULONG PAL_INDEXED = 0x00000001;
+inline constexpr ULONG PAL_BITFIELDS = 0x00000002;
+inline constexpr ULONG PAL_RGB = 0x00000004;
+inline constexpr ULONG PAL_BGR = 0x00000008;
+
+// ------------------------------------------------- engine objects (drawing)
+//
+// Public parts of the engine objects that the drawing entries receive. The
+// host gives each a private tail of its own.
+
+struct CLIPOBJ {
+  ULONG iUniq;
+  RECTL rclBounds;
+  BYTE iDComplexity;
+  BYTE iFComplexity;
+  BYTE iMode;
+  BYTE fjOptions;
+};
+
+struct BRUSHOBJ {
+  ULONG iSolidColor;
+  PVOID pvRbrush;
+  FLONG flColorType;
+};
+
+struct XLATEOBJ {
+  ULONG iUniq;
+  FLONG flXlate;
+  USHORT iSrcType;
+  USHORT iDstType;
+  ULONG cEntries;
+  ULONG* pulXlate;
+};
+
+struct PATHOBJ {
+  FLONG fl;
+  ULONG cCurves;
+};
+
+struct XFORMOBJ {
+  ULONG ulReserved;
+};
+
+struct LINEATTRS;
+struct COLORADJUSTMENT;
+struct FONTOBJ;
+struct STROBJ;
+struct BLENDOBJ;
+struct TRIVERTEX;
+
+// ---------------------------------------------------- the driver's table
+
+using PFN = void (*)();
+
+struct DRVFN {
+  ULONG iFunc;
+  PFN pfn;
+};
+
+struct DRVENABLEDATA {
+  ULONG iDriverVersion;
+  ULONG c;
+  DRVFN* pdrvfn;
+};
+static_assert(sizeof(DRVENABLEDATA) == 16);
+
+inline constexpr ULONG DDI_DRIVER_VERSION_NT5_01 = 0x00030000;
+
+// Indices of the driver functions in DRVFN::iFunc.
+inline constexpr ULONG INDEX_DrvEnablePDEV = 0;
+inline constexpr ULONG INDEX_DrvCompletePDEV = 1;
+inline constexpr ULONG INDEX_DrvDisablePDEV = 2;
+inline constexpr ULONG INDEX_DrvEnableSurface = 3;
+inline constexpr ULONG INDEX_DrvDisableSurface = 4;
+inline constexpr ULONG INDEX_DrvResetPDEV = 7;
+inline constexpr ULONG INDEX_DrvDisableDriver = 8;
+inline constexpr ULONG INDEX_DrvRealizeBrush = 12;
+inline constexpr ULONG INDEX_DrvStrokePath = 14;
+inline constexpr ULONG INDEX_DrvFillPath = 15;
+inline constexpr ULONG INDEX_DrvStrokeAndFillPath = 16;
+inline constexpr ULONG INDEX_DrvBitBlt = 18;
+inline constexpr ULONG INDEX_DrvCopyBits = 19;
+inline constexpr ULONG INDEX_DrvStretchBlt = 20;
+inline constexpr ULONG INDEX_DrvTextOut = 23;
+inline constexpr ULONG INDEX_DrvEscape = 24;
+inline constexpr ULONG INDEX_DrvLineTo = 31;
+inline constexpr ULONG INDEX_DrvSendPage = 32;
+inline constexpr ULONG INDEX_DrvStartPage = 33;
+inline constexpr ULONG INDEX_DrvEndDoc = 34;
+inline constexpr ULONG INDEX_DrvStartDoc = 35;
+inline constexpr ULONG INDEX_DrvGetGlyphMode = 37;
+inline constexpr ULONG INDEX_DrvGradientFill = 68;
+inline constexpr ULONG INDEX_DrvStretchBltROP = 69;
+inline constexpr ULONG INDEX_DrvPlgBlt = 70;
+inline constexpr ULONG INDEX_DrvAlphaBlend = 71;
+inline constexpr ULONG INDEX_DrvTransparentBlt = 74;
+inline constexpr ULONG INDEX_DrvQueryDeviceSupport = 76;
+
+inline constexpr DWORD DRVQUERY_USERMODE = 1;
+
+// Signatures of the driver functions, as the engine calls them.
+using PFN_DrvEnableDriver = BOOL (*)(ULONG, ULONG, DRVENABLEDATA*);
+using PFN_DrvQueryDriverInfo = BOOL (*)(DWORD, PVOID, DWORD, DWORD*);
+using PFN_DrvEnablePDEV = DHPDEV (*)(DEVMODEW*, LPWSTR, ULONG, HSURF*, ULONG,
+                                     ULONG*, ULONG, DEVINFO*, HDEV, LPWSTR,
+                                     HANDLE);
+using PFN_DrvCompletePDEV = void (*)(DHPDEV, HDEV);
+using PFN_DrvResetPDEV = BOOL (*)(DHPDEV, DHPDEV);
+using PFN_DrvDisablePDEV = void (*)(DHPDEV);
+using PFN_DrvEnableSurface = HSURF (*)(DHPDEV);
+using PFN_DrvDisableSurface = void (*)(DHPDEV);
+using PFN_DrvDisableDriver = void (*)();
+using PFN_DrvEscape = ULONG (*)(SURFOBJ*, ULONG, ULONG, PVOID, ULONG, PVOID);
+using PFN_DrvStartDoc = BOOL (*)(SURFOBJ*, LPWSTR, DWORD);
+using PFN_DrvEndDoc = BOOL (*)(SURFOBJ*, FLONG);
+using PFN_DrvStartPage = BOOL (*)(SURFOBJ*);
+using PFN_DrvSendPage = BOOL (*)(SURFOBJ*);
+using PFN_DrvLineTo = BOOL (*)(SURFOBJ*, CLIPOBJ*, BRUSHOBJ*, LONG, LONG,
+                               LONG, LONG, RECTL*, MIX);
+using PFN_DrvStrokePath = BOOL (*)(SURFOBJ*, PATHOBJ*, CLIPOBJ*, XFORMOBJ*,
+                                   BRUSHOBJ*, POINTL*, LINEATTRS*, MIX);
+using PFN_DrvFillPath = BOOL (*)(SURFOBJ*, PATHOBJ*, CLIPOBJ*, BRUSHOBJ*,
+                                 POINTL*, MIX, FLONG);
+using PFN_DrvStrokeAndFillPath = BOOL (*)(SURFOBJ*, PATHOBJ*, CLIPOBJ*,
+                                          XFORMOBJ*, BRUSHOBJ*, LINEATTRS*,
+                                          BRUSHOBJ*, POINTL*, MIX, FLONG);
+using PFN_DrvCopyBits = BOOL (*)(SURFOBJ*, SURFOBJ*, CLIPOBJ*, XLATEOBJ*,
+                                 RECTL*, POINTL*);
+using PFN_DrvRealizeBrush = BOOL (*)(BRUSHOBJ*, SURFOBJ*, SURFOBJ*, SURFOBJ*,
+                                     XLATEOBJ*, ULONG);
+using PFN_DrvPlgBlt = BOOL (*)(SURFOBJ*, SURFOBJ*, SURFOBJ*, CLIPOBJ*,
+                               XLATEOBJ*, COLORADJUSTMENT*, POINTL*,
+                               POINTFIX*, RECTL*, POINTL*, ULONG);
+using PFN_DrvBitBlt = BOOL (*)(SURFOBJ*, SURFOBJ*, SURFOBJ*, CLIPOBJ*,
+                               XLATEOBJ*, RECTL*, POINTL*, POINTL*, BRUSHOBJ*,
+                               POINTL*, ROP4);
+using PFN_DrvStretchBlt = BOOL (*)(SURFOBJ*, SURFOBJ*, SURFOBJ*, CLIPOBJ*,
+                                   XLATEOBJ*, COLORADJUSTMENT*, POINTL*,
+                                   RECTL*, RECTL*, POINTL*, ULONG);
+using PFN_DrvStretchBltROP = BOOL (*)(SURFOBJ*, SURFOBJ*, SURFOBJ*, CLIPOBJ*,
+                                      XLATEOBJ*, COLORADJUSTMENT*, POINTL*,
+                                      RECTL*, RECTL*, POINTL*, ULONG,
+                                      BRUSHOBJ*, DWORD);
+using PFN_DrvAlphaBlend = BOOL (*)(SURFOBJ*, SURFOBJ*, CLIPOBJ*, XLATEOBJ*,
+                                   RECTL*, RECTL*, BLENDOBJ*);
+using PFN_DrvGradientFill = BOOL (*)(SURFOBJ*, CLIPOBJ*, XLATEOBJ*,
+                                     TRIVERTEX*, ULONG, PVOID, ULONG, RECTL*,
+                                     POINTL*, ULONG);
+using PFN_DrvTransparentBlt = BOOL (*)(SURFOBJ*, SURFOBJ*, CLIPOBJ*,
+                                       XLATEOBJ*, RECTL*, RECTL*, ULONG,
+                                       ULONG);
+using PFN_DrvGetGlyphMode = ULONG (*)(DHPDEV, FONTOBJ*);
+using PFN_DrvTextOut = BOOL (*)(SURFOBJ*, STROBJ*, FONTOBJ*, CLIPOBJ*, RECTL*,
+                                RECTL*, BRUSHOBJ*, BRUSHOBJ*, POINTL*, MIX);
+using PFN_DrvQueryDeviceSupport = BOOL (*)(SURFOBJ*, XLATEOBJ*, XFORMOBJ*,
+                                           ULONG, ULONG, PVOID, ULONG, PVOID);
+
+// ---------------------------------------------------------- Eng calls
+
+extern "C" {
+HBITMAP APIENTRY EngCreateBitmap(SIZEL sizl, LONG lWidth, ULONG iFormat,
+                                 FLONG fl, PVOID pvBits);
+HSURF APIENTRY EngCreateDeviceSurface(DHSURF dhsurf, SIZEL sizl,
+                                      ULONG iFormatCompat);
+BOOL APIENTRY EngAssociateSurface(HSURF hsurf, HDEV hdev, FLONG flHooks);
+SURFOBJ* APIENTRY EngLockSurface(HSURF hsurf);
+void APIENTRY EngUnlockSurface(SURFOBJ* pso);
+BOOL APIENTRY EngDeleteSurface(HSURF hsurf);
+HPALETTE APIENTRY EngCreatePalette(ULONG iMode, ULONG cColors,
+                                   ULONG* pulColors, FLONG flRed,
+                                   FLONG flGreen, FLONG flBlue);
+BOOL APIENTRY EngDeletePalette(HPALETTE hpal);
+PVOID APIENTRY BRUSHOBJ_pvAllocRbrush(BRUSHOBJ* pbo, ULONG cj);
+}

@@ -1,0 +1,24 @@
+#!/usr/bin/env bash
+# Installs what the project needs to build, run and test on Debian 12.
+# Runs apt-get only when something is missing.
+set -euo pipefail
+
+packages=(
+  build-essential cmake pkg-config git python3
+  zlib1g-dev libsqlite3-dev
+  libgtest-dev libbenchmark-dev
+  qpdf poppler-utils tzdata
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+if ((${#missing[@]})); then
+  echo "setup: installing ${missing[*]}"
+  sudo=""
+  [ "$(id -u)" -eq 0 ] || sudo="sudo"
+  export DEBIAN_FRONTEND=noninteractive
+  $sudo apt-get update -qq
+  $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
+fi

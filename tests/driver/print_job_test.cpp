@@ -1,0 +1,251 @@
+// Whole jobs through the driver module, loaded and called as the engine
+// does, checked against the exact bytes of the file.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <regex>
+
+#include "base/byte_string.h"
+#include "host/engine/print_job.h"
+#include "host/system/host_control.h"
+#include "test_support.h"
+
+namespace {
+
+using snk::engine::DeviceRequest;
+using snk::engine::DriverModule;
+using snk::engine::EngineJob;
+
+class PrintJob : public snk::test::HostTest {
+ protected:
+  void SetUp() override {
+    HostTest::SetUp();
+    std::string error;
+    driver_ = DriverModule::Load(SNK_BINARY_DIR "/snk_drv.so", &error);
+    ASSERT_TRUE(driver_) << error;
+    printer_ = snk::host::OpenHostPrinter(u"Test Printer");
+    AnswerSaveDialog("out.pdf");
+  }
+  void TearDown() override {
+    snk::host::ClosePrinter(printer_);
+    driver_.reset();
+    HostTest::TearDown();
+  }
+
+  void AnswerSaveDialog(const std::string& name) {
+    snk::host::UiPolicy policy;
+    policy.saveAnswer = Path(name);
+    snk::host::SetUiPolicy(policy);
+  }
+
+  static DeviceRequest A4(SHORT orientation = DMORIENT_PORTRAIT) {
+    DeviceRequest request;
+    request.devmode.dmSize = sizeof(DEVMODEW);
+    request.devmode.dmFields = DM_PAPERWIDTH | DM_PAPERLENGTH | DM_ORIENTATION;
+    request.devmode.dmPaperWidth = 2100;
+    request.devmode.dmPaperLength = 2970;
+    request.devmode.dmOrientation = orientation;
+    request.devmode.dmPrintQuality = request.devmode.dmYResolution = 300;
+    request.devmode.dmScale = 100;
+    return request;
+  }
+
+  // Prints `pages` empty pages and returns the file's bytes.
+  std::string PrintPages(int pages, DeviceRequest request = A4()) {
+    EngineJob job(*driver_);
+    std::string error;
+    EXPECT_TRUE(job.Enable(request, u"Test Printer", printer_, &error)) << error;
+    EXPECT_TRUE(job.StartDoc(u"Test document", 1));
+    for (int i = 0; i < pages; ++i) {
+      EXPECT_TRUE(job.StartPage());
+      EXPECT_TRUE(job.SendPage());
+    }
+    EXPECT_TRUE(job.EndDoc());
+    job.Disable();
+    return snk::test::ReadFile(Dir() / "out.pdf");
+  }
+
+  std::u16string UserKey() {
+    char16_t user[257] = {};
+    DWORD size = 257;
+    GetUserNameW(user, &size);
+    return u"Software\\Kelmo Software\\PDF Forge\\" + std::u16string(user);
+  }
+
+  std::unique_ptr<DriverModule> driver_;
+  HANDLE printer_ = nullptr;
+};
+
+// The object "n 0 obj" of a file, up to and with its "endobj\n".
+std::string ObjectText(const std::string& pdf, int n) {
+  std::string head = std::to_string(n) + " 0 obj\n";
+  size_t at = pdf.find(head);
+  if (at == std::string::npos) return {};
+  size_t end = pdf.find("endobj\n", at);
+  return pdf.substr(at, end + 7 - at);
+}
+
+// The inflated data of stream object n.
+std::string StreamData(const std::string& pdf, int n) {
+  std::string object = ObjectText(pdf, n);
+  size_t length = object.find("/Length ");
+  size_t start = object.find(">>\nstream\n");
+  if (length == std::string::npos || start == std::string::npos) return {};
+  return snk::test::Inflate(std::string_view(object).substr(start + 10, std::stoul(object.substr(length + 8))));
+}
+
+TEST_F(PrintJob, OnePageFileHasExactlyTheWritersBytes) {
+  std::string pdf = PrintPages(1);
+  ASSERT_FALSE(pdf.empty());
+  EXPECT_EQ(pdf.substr(0, 18), "%PDF-1.4\n\x8E\x9D\xA3\xB4\xC5\xD6\xE7\xF8\n");
+  EXPECT_EQ(pdf.substr(18, 33), "2 0 obj\n[/ICCBased 3 0 R]\nendobj\n");
+  EXPECT_EQ(ObjectText(pdf, 3).substr(0, 36), "3 0 obj\n<<\n/Filter /FlateDecode \n/Le");
+  EXPECT_EQ(StreamData(pdf, 3).size(), 3144u);
+  EXPECT_EQ(ObjectText(pdf, 4), "4 0 obj\n<<\n/CA 0.498 \n/Type /ExtGState \n/ca 0.498 \n>>\nendobj\n");
+  EXPECT_EQ(StreamData(pdf, 5), "/CS1 cs /CS1 CS ");
+  EXPECT_EQ(ObjectText(pdf, 6),
+            "6 0 obj\n<<\n/Contents 5 0 R \n/MediaBox [0 0 595.2 841.68] \n/PageIndex 1 \n/Parent 1 0 R \n"
+            "/Resources <</Font <<>> /Shading <<>> /XObject <<>> /ColorSpace <</CS1 2 0 R >> "
+            "/ExtGState <</GS0 4 0 R>> >> \n/Type /Page \n>>\nendobj\n");
+  EXPECT_EQ(ObjectText(pdf, 1), "1 0 obj\n<<\n/Count 1 \n/Kids [6 0 R ] \n/Type /Pages \n>>\nendobj\n");
+  EXPECT_EQ(ObjectText(pdf, 7), "7 0 obj\n<<\n/Pages 1 0 R \n/Type /Catalog \n>>\nendobj\n");
+  EXPECT_EQ(ObjectText(pdf, 8), "8 0 obj\n<<\n>>\nendobj\n");
+
+  // File order: 2, 3, 4, content, page, then the tree, catalog and info.
+  EXPECT_LT(pdf.find("6 0 obj"), pdf.find("1 0 obj"));
+  size_t table = pdf.find("xref\n0 9\n0000000000 65536 f\r\n");
+  ASSERT_NE(table, std::string::npos);
+  for (int n = 1; n <= 8; ++n) {
+    std::string entry = pdf.substr(table + 29 + 20 * (n - 1), 20);
+    ASSERT_TRUE(std::regex_match(entry, std::regex("\\d{10} 00000 n\r\n"))) << entry;
+    EXPECT_EQ(pdf.compare(std::stoul(entry.substr(0, 10)), 8, std::to_string(n) + " 0 obj\n"), 0) << n;
+  }
+  std::string trailer = pdf.substr(table + 29 + 160);
+  EXPECT_EQ(trailer, "trailer\n<</Size 9 /Root 7 0 R /Info 8 0 R>>\nstartxref\n" + std::to_string(table) + "\n%%EOF");
+}
+
+TEST_F(PrintJob, PagesAreListedInPrintOrderAndNumbered) {
+  std::string pdf = PrintPages(3, A4(DMORIENT_LANDSCAPE));
+  EXPECT_NE(ObjectText(pdf, 1).find("/Count 3 \n/Kids [6 0 R 8 0 R 10 0 R ] \n"), std::string::npos);
+  EXPECT_NE(ObjectText(pdf, 10).find("/MediaBox [0 0 841.68 595.2] \n/PageIndex 3 \n"), std::string::npos);
+  EXPECT_NE(pdf.find("xref\n0 13\n"), std::string::npos);
+  EXPECT_NE(pdf.find("/Size 13 /Root 11 0 R /Info 12 0 R>>"), std::string::npos);
+}
+
+TEST_F(PrintJob, AJobWithoutPagesStillHasOneEmptyPage) {
+  std::string pdf = PrintPages(0);
+  EXPECT_NE(ObjectText(pdf, 1).find("/Count 1 \n/Kids [6 0 R ] \n"), std::string::npos);
+  EXPECT_EQ(StreamData(pdf, 5), "/CS1 cs /CS1 CS ");
+}
+
+TEST_F(PrintJob, VersionSettingChoosesTheHeader) {
+  std::u16string key = UserKey();
+  snk::host::SetRegistryOverlayDword(key, u"PDFVersion", 17);
+  EXPECT_EQ(PrintPages(1).substr(0, 9), "%PDF-1.7\n");
+  snk::host::SetRegistryOverlayDword(key, u"PDFVersion", 20);
+  std::string none = PrintPages(1);
+  EXPECT_EQ(none.substr(0, 33), "2 0 obj\n[/ICCBased 3 0 R]\nendobj\n");
+}
+
+TEST_F(PrintJob, PdfaFilesCarryTheLongHeaderAndAnIdPair) {
+  snk::host::SetRegistryOverlayDword(UserKey(), u"PDFA1B", 1);
+  setenv("SNK_UUID_FIXED", "0f1e2d3c-4b5a-6978-8796-a5b4c3d2e1f0", 1);
+  std::string pdf = PrintPages(1);
+  unsetenv("SNK_UUID_FIXED");
+  EXPECT_EQ(pdf.substr(0, 24), "%PDF-1.4\n%\x81\x82\x83\x84\n\x8E\x9D\xA3\xB4\xC5\xD6\xE7\xF8\n");
+  EXPECT_NE(pdf.find("/ID [<0f1e2d3c4b5a69788796a5b4c3d2e1f0><0f1e2d3c4b5a69788796a5b4c3d2e1f0>]>>\nstartxref"),
+            std::string::npos);
+}
+
+TEST_F(PrintJob, SameJobTwiceGivesTheSameBytes) {
+  std::string first = PrintPages(2);
+  std::string second = PrintPages(2);
+  EXPECT_FALSE(first.empty());
+  EXPECT_EQ(first, second);
+}
+
+TEST_F(PrintJob, CancellingTheSaveDialogWritesNothingAndAllCallsSucceed) {
+  snk::host::SetUiPolicy({});  // no answer: the dialog is cancelled
+  EngineJob job(*driver_);
+  std::string error;
+  ASSERT_TRUE(job.Enable(A4(), u"Test Printer", printer_, &error)) << error;
+  EXPECT_TRUE(job.StartDoc(u"Report", 1));
+  EXPECT_TRUE(job.StartPage());
+  EXPECT_TRUE(job.SendPage());
+  EXPECT_TRUE(job.EndDoc());
+  job.Disable();
+  EXPECT_TRUE(boxes_.empty());
+  EXPECT_FALSE(std::filesystem::exists(Dir() / "out.pdf"));
+}
+
+TEST_F(PrintJob, AStartDocWithJobIdZeroContinuesTheJob) {
+  EngineJob job(*driver_);
+  std::string error;
+  ASSERT_TRUE(job.Enable(A4(), u"Test Printer", printer_, &error)) << error;
+  ASSERT_TRUE(job.StartDoc(u"Report", 1));
+  job.StartPage();
+  job.SendPage();
+  AnswerSaveDialog("other.pdf");
+  EXPECT_TRUE(job.StartDoc(u"Report", 0));  // neither resets nor opens a file
+  job.StartPage();
+  job.SendPage();
+  job.EndDoc();
+  job.Disable();
+  EXPECT_FALSE(std::filesystem::exists(Dir() / "other.pdf"));
+  EXPECT_NE(snk::test::ReadFile(Dir() / "out.pdf").find("/Count 2 \n"), std::string::npos);
+}
+
+TEST_F(PrintJob, BatchModeWritesToThePrintersDestinationWithoutAsking) {
+  auto setText = [&](const char16_t* name, std::u16string text) {
+    std::vector<BYTE> bytes;
+    for (char16_t c : text + u'\0') {
+      bytes.push_back(BYTE(c & 0xFF));
+      bytes.push_back(BYTE(c >> 8));
+    }
+    SetPrinterDataExW(printer_, u"PrinterDriverData", name, REG_SZ, bytes.data(), DWORD(bytes.size()));
+  };
+  DWORD one = 1;
+  SetPrinterDataExW(printer_, u"PrinterDriverData", u"Batch", REG_DWORD, reinterpret_cast<BYTE*>(&one), 4);
+  setText(u"DestName", u"batch out");
+  setText(u"Folder", Path("pdfs"));
+  std::filesystem::create_directory(Dir() / "pdfs");
+  { std::ofstream(Dir() / "pdfs" / "batch out.pdf") << "old"; }
+  snk::host::SetUiPolicy({});
+  PrintPages(1);
+  std::string pdf = snk::test::ReadFile(Dir() / "pdfs" / "batch out.pdf");
+  EXPECT_EQ(pdf.substr(0, 8), "%PDF-1.4");  // replaced
+  EXPECT_TRUE(boxes_.empty());
+}
+
+TEST_F(PrintJob, DefaultNamesComeFromTheDocumentName) {
+  snk::host::SetRegistryOverlayDword(UserKey(), u"UseDefFileName", 1);
+  snk::host::SetRegistryOverlayDword(UserKey(), u"Overwrite", 1);
+  std::vector<BYTE> folder;
+  for (char16_t c : Path("") + std::u16string(2, u'\0')) {
+    folder.push_back(BYTE(c & 0xFF));
+    folder.push_back(BYTE(c >> 8));
+  }
+  snk::host::SetRegistryOverlay(UserKey(), u"Folder", REG_MULTI_SZ, folder);
+  snk::host::SetUiPolicy({});
+  const std::pair<std::u16string, std::string> cases[] = {
+      {u"Microsoft Word - Report.doc", "Report.pdf"},
+      {u"Microsoft Excel - Book1", "Microsoft Excel - Book1.pdf"},
+      {u"web/site/page.html", "page.pdf"},
+      {u"C:\\a\\ notes.txt", "notes.pdf"},
+      {u"archive.tar.gz", "archive.tar.pdf"},
+      {u"abc", "abc.pdf"},
+      {u"dir\\", "dir.pdf"},
+  };
+  for (const auto& [title, file] : cases) {
+    EngineJob job(*driver_);
+    std::string error;
+    ASSERT_TRUE(job.Enable(A4(), u"Test Printer", printer_, &error)) << error;
+    EXPECT_TRUE(job.StartDoc(title, 1));
+    EXPECT_TRUE(job.EndDoc());
+    job.Disable();
+    EXPECT_TRUE(std::filesystem::exists(Dir() / file)) << file;
+  }
+  EXPECT_TRUE(boxes_.empty());
+}
+
+}  // namespace

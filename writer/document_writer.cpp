@@ -1,0 +1,204 @@
+#include "writer/document_writer.h"
+
+#include "base/number_format.h"
+#include "platform/win32.h"
+#include "writer/srgb_profile.h"
+
+namespace {
+
+// Bytes that follow the version line: a comment of high bytes marks the
+// file as binary for transfer programs.
+constexpr char kBinaryMark[] = "\x8E\x9D\xA3\xB4\xC5\xD6\xE7\xF8\n";
+constexpr char kPdfaMark[] = "%\x81\x82\x83\x84\n";
+
+// The trailer's /ID text: the UUID's text form without its hyphens.
+bool MakeFileIdentifier(std::string& id) {
+  UUID uuid{};
+  if (UuidCreate(&uuid) == static_cast<int32_t>(RPC_S_UUID_NO_ADDRESS)) return false;
+  BYTE* text = nullptr;
+  if (UuidToStringA(&uuid, &text) != static_cast<int32_t>(RPC_S_OK) || !text) return false;
+  std::string_view form(reinterpret_cast<const char*>(text));
+  bool ok = form.size() == 36;
+  if (ok) {
+    id.assign(form.substr(0, 8));
+    id.append(form.substr(9, 4));
+    id.append(form.substr(14, 4));
+    id.append(form.substr(19, 4));
+    id.append(form.substr(24, 12));
+  }
+  RpcStringFreeA(&text);
+  return ok;
+}
+
+}  // namespace
+
+CKMC_DocumentWriter::~CKMC_DocumentWriter() { CloseOutputFile(); }
+
+void CKMC_DocumentWriter::WriteToFile(const void* data, size_t length) {
+  DWORD written = 0;
+  // Write results are not checked: a failing disk yields a broken file, and
+  // the job still runs to its end.
+  WriteFile(outputFile, data, static_cast<DWORD>(length), &written, nullptr);
+  filePosition += static_cast<uint32_t>(length);
+}
+
+void CKMC_DocumentWriter::CloseOutputFile() {
+  if (outputFile == INVALID_HANDLE_VALUE) return;
+  FlushFileBuffers(outputFile);
+  CloseHandle(outputFile);
+  outputFile = INVALID_HANDLE_VALUE;
+}
+
+void CKMC_DocumentWriter::ResetWriterState() {
+  objectCount = 0;
+  filePosition = 0;
+  offsets.RemoveAll();
+  pageObjects.RemoveAll();
+  pagesObject = colorSpaceObject = extGStateObject = 0;
+  content.reset();
+  clipIdentity = 0;
+  pageFonts.RemoveAll();
+  pageImages.RemoveAll();
+  pageShadings.RemoveAll();
+}
+
+void CKMC_DocumentWriter::WriteIndirectObject(uint32_t number, CKMC_Object* object) {
+  if (offsets.GetSize() < number) offsets.SetSize(number);
+  offsets[number - 1] = filePosition;
+  CKM_BinaryBuf buffer;
+  buffer.AppendString(snk::FormatInteger(number));
+  buffer.AppendString(" 0 obj\n");
+  WriteObjectBody(buffer, object);
+  buffer.AppendString("endobj\n");
+  WriteToFile(buffer.GetBuffer(), buffer.GetSize());
+}
+
+void CKMC_DocumentWriter::WriteHeaderAndFixedObjects() {
+  if (pdfVersion >= 13 && pdfVersion <= 17) {
+    std::string header = "%PDF-1." + snk::FormatInteger(pdfVersion % 10) + "\n";
+    if (pdfa) header += kPdfaMark;
+    header += kBinaryMark;
+    WriteToFile(header);
+  }
+  pagesObject = 1;
+  colorSpaceObject = 2;
+  objectCount = 3;
+
+  // Object 2 has a form of its own, with a line end before "endobj".
+  offsets.SetSize(3);
+  offsets[1] = filePosition;
+  WriteToFile("2 0 obj\n[/ICCBased 3 0 R]\nendobj\n");
+
+  CKMC_Stream profile;
+  profile.dict.SetNumber("/N", 3);
+  profile.dict.SetLiteral("/Filter", "/FlateDecode");
+  auto icc = SrgbProfile();
+  profile.data = CompressToString(icc.data(), icc.size());
+  WriteIndirectObject(3, &profile);
+
+  extGStateObject = NewObjectNumber();
+  CKMC_Dictionary gs;
+  gs.SetLiteral("/Type", "/ExtGState");
+  gs.SetNumber("/ca", 0.498);
+  gs.SetNumber("/CA", 0.498);
+  WriteIndirectObject(extGStateObject, &gs);
+}
+
+void CKMC_DocumentWriter::BeginPageContent() {
+  content = std::make_unique<CKM_BinaryBuf>();
+  clipIdentity = 0;
+  pageFonts.RemoveAll();
+  content->AppendString("/CS1 cs /CS1 CS ");
+}
+
+CKM_ByteString CKMC_DocumentWriter::BuildResourceText() const {
+  auto entries = [](std::string& text, const char* prefix, const CKM_Array<uint32_t>& list) {
+    for (uint32_t number : list) {
+      std::string n = snk::FormatInteger(number);
+      text += prefix + n + " " + n + " 0 R ";
+    }
+  };
+  std::string text = "<</Font <<";
+  entries(text, "/F", pageFonts);
+  text += ">> /Shading <<";
+  entries(text, "/Sh", pageShadings);
+  text += ">> /XObject <<";
+  entries(text, "/Im", pageImages);
+  text += ">> /ColorSpace <</CS1 " + snk::FormatInteger(colorSpaceObject) + " 0 R ";
+  text += ">> /ExtGState <</GS0 " + snk::FormatInteger(extGStateObject) + " 0 R>> >>";
+  return CKM_ByteString(std::move(text));
+}
+
+void CKMC_DocumentWriter::FinishPage() {
+  if (!content) BeginPageContent();
+  if (clipIdentity) content->AppendString("Q ");
+
+  CKMC_Stream stream;
+  stream.dict.SetLiteral("/Filter", "/FlateDecode");
+  stream.data = CompressToString(content->GetBuffer(), content->GetSize());
+  uint32_t contentObject = NewObjectNumber();
+  WriteIndirectObject(contentObject, &stream);
+
+  CKMC_Dictionary page;
+  page.SetLiteral("/Type", "/Page");
+  page.SetReference("/Parent", pagesObject);
+  page.SetReference("/Contents", contentObject);
+  page.SetLiteral("/Resources", BuildResourceText());
+  page.SetNumber("/PageIndex", static_cast<double>(PageCount() + 1));
+  page.SetLiteral("/MediaBox", CKM_ByteString("[0 0 " + snk::FormatG(pageWidthPixels * pixelToPoint) + " " +
+                                              snk::FormatG(pageHeightPixels * pixelToPoint) + "]"));
+  uint32_t pageObject = NewObjectNumber();
+  WriteIndirectObject(pageObject, &page);
+  pageObjects.Add(pageObject);
+
+  content.reset();
+  pageFonts.RemoveAll();
+  pageImages.RemoveAll();
+  pageShadings.RemoveAll();
+}
+
+void CKMC_DocumentWriter::WritePageTree() {
+  std::string kids = "[";
+  for (uint32_t page : pageObjects) kids += snk::FormatInteger(page) + " 0 R ";
+  kids += "]";
+  CKMC_Dictionary tree;
+  tree.SetLiteral("/Type", "/Pages");
+  tree.SetLiteral("/Kids", CKM_ByteString(std::move(kids)));
+  tree.SetNumber("/Count", static_cast<double>(PageCount()));
+  WriteIndirectObject(pagesObject, &tree);
+}
+
+void CKMC_DocumentWriter::WriteDocumentTail() {
+  CKMC_Dictionary catalog;
+  catalog.SetLiteral("/Type", "/Catalog");
+  catalog.SetReference("/Pages", pagesObject);
+  uint32_t catalogObject = NewObjectNumber();
+  WriteIndirectObject(catalogObject, &catalog);
+
+  CKMC_Dictionary info;
+  uint32_t infoObject = NewObjectNumber();
+  WriteIndirectObject(infoObject, &info);
+
+  WriteCrossReferenceAndTrailer(catalogObject, infoObject);
+  CloseOutputFile();
+}
+
+void CKMC_DocumentWriter::WriteCrossReferenceAndTrailer(uint32_t catalog, uint32_t info) {
+  uint32_t tableStart = filePosition;
+  if (offsets.GetSize() < objectCount) offsets.SetSize(objectCount);
+  std::string table = "xref\n0 " + snk::FormatInteger(objectCount + 1) + "\n";
+  table += "0000000000 65536 f\r\n";
+  for (uint32_t n = 1; n <= objectCount; ++n) {
+    uint32_t offset = offsets[n - 1];
+    table += snk::FormatOffset(static_cast<int32_t>(offset));
+    table += offset ? " 00000 n\r\n" : " 00000 f\r\n";
+  }
+  WriteToFile(table);
+
+  std::string trailer = "trailer\n<</Size " + snk::FormatInteger(objectCount + 1) + " /Root " +
+                        snk::FormatInteger(catalog) + " 0 R /Info " + snk::FormatInteger(info) + " 0 R";
+  std::string id;
+  if (pdfa && MakeFileIdentifier(id)) trailer += " /ID [<" + id + "><" + id + ">]";
+  trailer += ">>\nstartxref\n" + snk::FormatInteger(tableStart) + "\n%%EOF";
+  WriteToFile(trailer);
+}
