@@ -1,0 +1,78 @@
+// Control calls of the host's Win32-shaped services.
+//
+// The program that runs the driver (snkprint, the tests) uses these to set
+// what the Windows side would have decided: how dialogs are answered, which
+// settings are overridden for one run, and which printer the driver talks
+// to. The driver itself never includes this header; it sees only
+// platform/win32.h.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/win32.h"
+
+namespace snk::host {
+
+// ------------------------------------------------------------ user interface
+
+// How message boxes and the save dialog are answered.
+//
+// - Message boxes are always written to stderr as "CAPTION: TEXT". OK boxes
+//   answer IDOK; yes/no boxes answer IDNO unless `interactive` is set and
+//   stdin and stderr are terminals (or `ask` is set), when the user is asked.
+// - The save dialog returns `saveAnswer` when it is set; otherwise it asks
+//   when interactive (empty input keeps the proposed name, end of input
+//   cancels); otherwise it is cancelled.
+struct UiPolicy {
+  bool interactive = false;
+  std::optional<std::u16string> saveAnswer;
+  // Replaces the terminal for interactive questions: receives the prompt,
+  // returns the line typed (without its newline) or nullopt at end of input.
+  // When set, questions are asked even if no terminal is attached.
+  std::function<std::optional<std::u16string>(std::u16string_view prompt)> ask;
+};
+void SetUiPolicy(const UiPolicy& policy);
+
+// Replaces MessageBoxW entirely (nothing is written to stderr); the hook's
+// result is the box's answer. An empty hook restores the policy.
+using MessageBoxHook = std::function<int(std::u16string_view text, std::u16string_view caption, UINT type)>;
+void SetMessageBoxHook(MessageBoxHook hook);
+
+// ------------------------------------------------------------ registry
+
+// Sets an in-memory value below HKEY_CURRENT_USER that wins over the
+// database for every read (query, enumeration, key information) and makes
+// the key (and its parents) openable even when the database lacks it.
+// Nothing is written; writes through the API still go to the database.
+// `keyPath` is relative to HKEY_CURRENT_USER, components separated by '\'.
+void SetRegistryOverlay(std::u16string_view keyPath, std::u16string_view valueName, DWORD type,
+                        std::vector<BYTE> data);
+// Convenience forms: REG_SZ (stored with its terminator) and REG_DWORD.
+void SetRegistryOverlayString(std::u16string_view keyPath, std::u16string_view valueName,
+                              std::u16string_view text);
+void SetRegistryOverlayDword(std::u16string_view keyPath, std::u16string_view valueName, DWORD value);
+// Removes every overlay value.
+void ClearRegistryOverlay();
+
+// The database that holds the registry and the printer data:
+// $XDG_CONFIG_HOME/snk/registry.sqlite, or ~/.config/snk/registry.sqlite.
+// It is opened on first use and reopened when this path changes.
+std::string ConfigDatabasePath();
+// Closes the database; the next registry or printer-data call reopens it.
+void CloseConfigDatabase();
+
+// ------------------------------------------------------------ printers
+
+// A printer handle for GetPrinterDataExW, SetPrinterDataExW and EnumFormsW.
+// Printer names compare without regard to ASCII case. Returns null for an
+// empty name.
+HANDLE OpenHostPrinter(std::u16string name);
+// Releases a handle from OpenHostPrinter; FALSE with ERROR_INVALID_HANDLE
+// for anything else.
+BOOL ClosePrinter(HANDLE printer);
+
+}  // namespace snk::host
