@@ -94,8 +94,9 @@ HWND DialogOwner() {
 }
 
 // Shows the save dialog on a thread of its own; `name` is the proposal in
-// and the choice out.
-bool RunSaveDialog(std::u16string& name, const CKM_WideString& folder, bool overwrite) {
+// and the choice out. On failure or cancel, `error` is the dialog's
+// extended error (0 for a plain cancel), read on the dialog's thread.
+bool RunSaveDialog(std::u16string& name, const CKM_WideString& folder, bool overwrite, DWORD& error) {
   char16_t file[260] = {};
   CKM_WideString(name).CopyTo(file, 260);
   char16_t title[260] = {};
@@ -113,7 +114,10 @@ bool RunSaveDialog(std::u16string& name, const CKM_WideString& folder, bool over
   dialog.lpstrDefExt = u".pdf";
   dialog.Flags = OFN_ENABLESIZING | (overwrite ? 0 : OFN_OVERWRITEPROMPT);
   BOOL ok = FALSE;
-  std::thread thread([&] { ok = GetSaveFileNameW(&dialog); });
+  std::thread thread([&] {
+    ok = GetSaveFileNameW(&dialog);
+    error = ok ? 0 : CommDlgExtendedError();
+  });
   thread.join();
   name = CKM_WideString::FromBuffer(file, 260).str();
   return ok != FALSE;
@@ -144,8 +148,8 @@ bool CKMC_Document::OpenOutputFile(const char16_t* documentName) {
 
   name += u".pdf";
   for (;;) {
-    if (!RunSaveDialog(name, folder, overwrite != 0)) {
-      DWORD error = CommDlgExtendedError();
+    DWORD error = 0;
+    if (!RunSaveDialog(name, folder, overwrite != 0, error)) {
       if (error) {
         char16_t text[512] = {};
         LoadLanguageString(IDS_INTERNAL_ERROR, text, 512);

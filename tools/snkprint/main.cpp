@@ -105,6 +105,9 @@ std::u16string DocumentName(const Options& options) {
   return CKM_WideString::FromUTF8(std::filesystem::path(options.pages.front()).filename().string()).str();
 }
 
+// Set when the save dialog was answered "cancel" without a terminal.
+bool g_dialogRefused = false;
+
 void SetDialogPolicy(const Options& options) {
   snk::host::UiPolicy policy;
   policy.interactive = isatty(STDIN_FILENO) && isatty(STDERR_FILENO);
@@ -112,8 +115,16 @@ void SetDialogPolicy(const Options& options) {
     std::filesystem::path path = std::filesystem::absolute(*options.output);
     policy.saveAnswer = CKM_WideString::FromUTF8(path.string()).str();
   } else if (!policy.interactive) {
-    // Not on a terminal: take the proposed name, in the current folder.
-    policy.ask = [](std::u16string_view) { return std::optional<std::u16string>(u""); };
+    // Not on a terminal: take the proposed name, in the current folder, but
+    // never replace a file without being told to (-o).
+    policy.ask = [asked = false](std::u16string_view) mutable -> std::optional<std::u16string> {
+      if (asked) {
+        g_dialogRefused = true;
+        return std::nullopt;
+      }
+      asked = true;
+      return u"";
+    };
   }
   snk::host::SetUiPolicy(policy);
 }
@@ -165,6 +176,10 @@ int Run(const Options& options) {
         ok &= job.SendPage();
       }
       ok &= job.EndDoc();
+      if (g_dialogRefused) {
+        Say("the proposed file exists already; nothing was written (name the output with -o)");
+        status = 1;
+      }
       if (options.verbose && !stats.notPlayed.empty()) {
         std::fprintf(stderr, "snkprint: records not played:\n");
         snk::gdi::PrintNotPlayed(stats, stderr);
