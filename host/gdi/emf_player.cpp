@@ -1,0 +1,58 @@
+#include "host/gdi/emf_player.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace snk::gdi {
+
+PlayTarget::~PlayTarget() = default;
+
+uint64_t PlayStats::NotPlayedTotal() const {
+  uint64_t total = 0;
+  for (const auto& [type, count] : notPlayed) total += count;
+  return total;
+}
+
+// Handlers are added here as the player learns record types; a null entry
+// means "not played".
+const EmfPlayer::Table& EmfPlayer::Handlers() {
+  static const Table table{};
+  return table;
+}
+
+PlayStats EmfPlayer::PlayPage(const EmfFile& file, PlayTarget& target) {
+  PlayStats stats;
+  target_ = &target;
+  stats_ = &stats;
+  for (const EmfRecord& record : file) {
+    if (record.type == EMR_HEADER || record.type == EMR_EOF) continue;
+    PlayRecord(record);
+  }
+  target_ = nullptr;
+  stats_ = nullptr;
+  return stats;
+}
+
+void EmfPlayer::PlayRecord(const EmfRecord& record) {
+  const Table& table = Handlers();
+  const Handler handler = record.type < table.size() ? table[record.type] : nullptr;
+  if (handler == nullptr) {
+    ++stats_->notPlayed[record.type];
+    return;
+  }
+  if ((this->*handler)(record)) ++stats_->played;
+}
+
+void EmfPlayer::RecordError(const EmfRecord& record, std::string_view fault) {
+  stats_->errors.push_back(DescribeRecord(record) + ": " + std::string(fault));
+}
+
+void PrintNotPlayed(const PlayStats& stats, std::FILE* out) {
+  std::vector<std::pair<std::string, uint64_t>> lines;
+  for (const auto& [type, count] : stats.notPlayed) lines.emplace_back(EmfRecordTypeName(type), count);
+  std::sort(lines.begin(), lines.end());
+  for (const auto& [name, count] : lines)
+    std::fprintf(out, "  %s: %llu\n", name.c_str(), static_cast<unsigned long long>(count));
+}
+
+}  // namespace snk::gdi

@@ -1,0 +1,65 @@
+// Plays the records of one EMF page onto a target.
+//
+// Each record type has a handler in a dispatch table; a handler turns its
+// record into calls on the target (the driver's Drv* functions on a surface
+// with engine objects). A record whose type has no handler is counted as not
+// played. EMR_HEADER and EMR_EOF frame the page and are never counted.
+// Records come from an EmfFile, so their sizes are checked; handlers read
+// fields through EmfRecord::Reader and report a record too short for its
+// fields with PlayStats::errors, named by DescribeRecord.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/gdi/emf_reader.h"
+#include "host/gdi/emf_records.h"
+
+namespace snk::gdi {
+
+// What a page is played onto. Later it holds the driver's function table,
+// the surface and the engine objects the handlers need.
+class PlayTarget {
+ public:
+  virtual ~PlayTarget();
+};
+
+struct PlayStats {
+  uint64_t played = 0;
+  // Records with no handler, by record type.
+  std::map<uint32_t, uint64_t> notPlayed;
+  // One line per record a handler could not play (e.g. too short).
+  std::vector<std::string> errors;
+
+  uint64_t NotPlayedTotal() const;
+};
+
+class EmfPlayer {
+ public:
+  // Plays every record of `file` from after EMR_HEADER up to EMR_EOF.
+  PlayStats PlayPage(const EmfFile& file, PlayTarget& target);
+
+ private:
+  // A handler returns false when the record cannot be played; it has then
+  // added the reason with RecordError.
+  using Handler = bool (EmfPlayer::*)(const EmfRecord&);
+  using Table = std::array<Handler, kEmrMaxType + 1>;
+
+  static const Table& Handlers();
+  void PlayRecord(const EmfRecord& record);
+  void RecordError(const EmfRecord& record, std::string_view fault);
+
+  PlayTarget* target_ = nullptr;
+  PlayStats* stats_ = nullptr;
+};
+
+// Writes one line per record type that was not played, sorted by name:
+// "  EMR_SELECTOBJECT: 37".
+void PrintNotPlayed(const PlayStats& stats, std::FILE* out);
+
+}  // namespace snk::gdi

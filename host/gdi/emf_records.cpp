@@ -1,0 +1,146 @@
+#include "host/gdi/emf_records.h"
+
+#include <array>
+
+namespace snk::gdi {
+namespace {
+
+// Indexed by record type; null marks the unassigned numbers.
+constexpr std::array<const char*, kEmrMaxType + 1> kNames = {
+    nullptr,
+    "EMR_HEADER",
+    "EMR_POLYBEZIER",
+    "EMR_POLYGON",
+    "EMR_POLYLINE",
+    "EMR_POLYBEZIERTO",
+    "EMR_POLYLINETO",
+    "EMR_POLYPOLYLINE",
+    "EMR_POLYPOLYGON",
+    "EMR_SETWINDOWEXTEX",
+    "EMR_SETWINDOWORGEX",  // 10
+    "EMR_SETVIEWPORTEXTEX",
+    "EMR_SETVIEWPORTORGEX",
+    "EMR_SETBRUSHORGEX",
+    "EMR_EOF",
+    "EMR_SETPIXELV",
+    "EMR_SETMAPPERFLAGS",
+    "EMR_SETMAPMODE",
+    "EMR_SETBKMODE",
+    "EMR_SETPOLYFILLMODE",
+    "EMR_SETROP2",  // 20
+    "EMR_SETSTRETCHBLTMODE",
+    "EMR_SETTEXTALIGN",
+    "EMR_SETCOLORADJUSTMENT",
+    "EMR_SETTEXTCOLOR",
+    "EMR_SETBKCOLOR",
+    "EMR_OFFSETCLIPRGN",
+    "EMR_MOVETOEX",
+    "EMR_SETMETARGN",
+    "EMR_EXCLUDECLIPRECT",
+    "EMR_INTERSECTCLIPRECT",  // 30
+    "EMR_SCALEVIEWPORTEXTEX",
+    "EMR_SCALEWINDOWEXTEX",
+    "EMR_SAVEDC",
+    "EMR_RESTOREDC",
+    "EMR_SETWORLDTRANSFORM",
+    "EMR_MODIFYWORLDTRANSFORM",
+    "EMR_SELECTOBJECT",
+    "EMR_CREATEPEN",
+    "EMR_CREATEBRUSHINDIRECT",
+    "EMR_DELETEOBJECT",  // 40
+    "EMR_ANGLEARC",
+    "EMR_ELLIPSE",
+    "EMR_RECTANGLE",
+    "EMR_ROUNDRECT",
+    "EMR_ARC",
+    "EMR_CHORD",
+    "EMR_PIE",
+    "EMR_SELECTPALETTE",
+    "EMR_CREATEPALETTE",
+    "EMR_SETPALETTEENTRIES",  // 50
+    "EMR_RESIZEPALETTE",
+    "EMR_REALIZEPALETTE",
+    "EMR_EXTFLOODFILL",
+    "EMR_LINETO",
+    "EMR_ARCTO",
+    "EMR_POLYDRAW",
+    "EMR_SETARCDIRECTION",
+    "EMR_SETMITERLIMIT",
+    "EMR_BEGINPATH",
+    "EMR_ENDPATH",  // 60
+    "EMR_CLOSEFIGURE",
+    "EMR_FILLPATH",
+    "EMR_STROKEANDFILLPATH",
+    "EMR_STROKEPATH",
+    "EMR_FLATTENPATH",
+    "EMR_WIDENPATH",
+    "EMR_SELECTCLIPPATH",
+    "EMR_ABORTPATH",
+    nullptr,
+    "EMR_COMMENT",  // 70
+    "EMR_FILLRGN",
+    "EMR_FRAMERGN",
+    "EMR_INVERTRGN",
+    "EMR_PAINTRGN",
+    "EMR_EXTSELECTCLIPRGN",
+    "EMR_BITBLT",
+    "EMR_STRETCHBLT",
+    "EMR_MASKBLT",
+    "EMR_PLGBLT",
+    "EMR_SETDIBITSTODEVICE",  // 80
+    "EMR_STRETCHDIBITS",
+    "EMR_EXTCREATEFONTINDIRECTW",
+    "EMR_EXTTEXTOUTA",
+    "EMR_EXTTEXTOUTW",
+    "EMR_POLYBEZIER16",
+    "EMR_POLYGON16",
+    "EMR_POLYLINE16",
+    "EMR_POLYBEZIERTO16",
+    "EMR_POLYLINETO16",
+    "EMR_POLYPOLYLINE16",  // 90
+    "EMR_POLYPOLYGON16",
+    "EMR_POLYDRAW16",
+    "EMR_CREATEMONOBRUSH",
+    "EMR_CREATEDIBPATTERNBRUSHPT",
+    "EMR_EXTCREATEPEN",
+    "EMR_POLYTEXTOUTA",
+    "EMR_POLYTEXTOUTW",
+    "EMR_SETICMMODE",
+    "EMR_CREATECOLORSPACE",
+    "EMR_SETCOLORSPACE",  // 100
+    "EMR_DELETECOLORSPACE",
+    "EMR_GLSRECORD",
+    "EMR_GLSBOUNDEDRECORD",
+    "EMR_PIXELFORMAT",
+    "EMR_DRAWESCAPE",
+    "EMR_EXTESCAPE",
+    nullptr,
+    "EMR_SMALLTEXTOUT",
+    "EMR_FORCEUFIMAPPING",
+    "EMR_NAMEDESCAPE",  // 110
+    "EMR_COLORCORRECTPALETTE",
+    "EMR_SETICMPROFILEA",
+    "EMR_SETICMPROFILEW",
+    "EMR_ALPHABLEND",
+    "EMR_SETLAYOUT",
+    "EMR_TRANSPARENTBLT",
+    nullptr,
+    "EMR_GRADIENTFILL",
+    "EMR_SETLINKEDUFIS",
+    "EMR_SETTEXTJUSTIFICATION",  // 120
+    "EMR_COLORMATCHTOTARGETW",
+    "EMR_CREATECOLORSPACEW",
+};
+
+}  // namespace
+
+bool IsKnownEmfRecord(uint32_t type) { return type <= kEmrMaxType && kNames[type] != nullptr; }
+
+const char* EmfRecordName(uint32_t type) { return IsKnownEmfRecord(type) ? kNames[type] : "EMR_UNKNOWN"; }
+
+std::string EmfRecordTypeName(uint32_t type) {
+  if (IsKnownEmfRecord(type)) return kNames[type];
+  return "EMR_UNKNOWN_" + std::to_string(type);
+}
+
+}  // namespace snk::gdi

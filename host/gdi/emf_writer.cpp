@@ -1,0 +1,270 @@
+#include "host/gdi/emf_writer.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstdio>
+#include <limits>
+
+#include "host/gdi/emf_reader.h"
+#include "host/gdi/emf_records.h"
+
+namespace snk::gdi {
+namespace {
+
+constexpr uint32_t kHeaderSize = 108;  // with both header extensions
+constexpr uint32_t kEofSize = 20;
+constexpr uint32_t kGmCompatible = 1;
+constexpr uint32_t kEtoNoRect = 0x0100;
+constexpr size_t kLogFontSize = 92;
+constexpr size_t kLogFontPanoseSize = 320;
+constexpr size_t kFaceChars = 32;
+constexpr RECTL kNoBounds{0, 0, -1, -1};
+
+// Appends little-endian fields.
+class Sink {
+ public:
+  explicit Sink(std::vector<std::byte>& out) : out_(out) {}
+  void U8(uint8_t v) { out_.push_back(static_cast<std::byte>(v)); }
+  void U16(uint16_t v) {
+    U8(static_cast<uint8_t>(v));
+    U8(static_cast<uint8_t>(v >> 8));
+  }
+  void U32(uint32_t v) {
+    U16(static_cast<uint16_t>(v));
+    U16(static_cast<uint16_t>(v >> 16));
+  }
+  void I32(int32_t v) { U32(static_cast<uint32_t>(v)); }
+  void I16(int16_t v) { U16(static_cast<uint16_t>(v)); }
+  void F32(float v) { U32(std::bit_cast<uint32_t>(v)); }
+  void Rect(const RECTL& r) {
+    I32(r.left);
+    I32(r.top);
+    I32(r.right);
+    I32(r.bottom);
+  }
+  void Zeros(size_t n) { out_.insert(out_.end(), n, std::byte{0}); }
+  void PadTo4() { Zeros((4 - out_.size() % 4) % 4); }
+  void Text(std::u16string_view text) {
+    for (char16_t c : text) U16(c);
+  }
+
+ private:
+  std::vector<std::byte>& out_;
+};
+
+RECTL PointsBounds(std::span<const PointS> points) {
+  if (points.empty()) return kNoBounds;
+  RECTL box{points[0].x, points[0].y, points[0].x, points[0].y};
+  for (const PointS& p : points) {
+    box.left = std::min<int32_t>(box.left, p.x);
+    box.top = std::min<int32_t>(box.top, p.y);
+    box.right = std::max<int32_t>(box.right, p.x);
+    box.bottom = std::max<int32_t>(box.bottom, p.y);
+  }
+  return box;
+}
+
+int32_t MmToPixels(int32_t hundredthsMm, int32_t pixels, int32_t mm) {
+  return static_cast<int32_t>(std::lround(static_cast<double>(hundredthsMm) * pixels / (mm * 100.0)));
+}
+
+}  // namespace
+
+EmfWriter::EmfWriter(RECTL frame, SIZEL devicePixels, SIZEL deviceMillimeters)
+    : frame_(frame), devicePixels_(devicePixels), deviceMillimeters_(deviceMillimeters) {}
+
+void EmfWriter::Add(uint32_t type, std::span<const std::byte> payload) {
+  const size_t padded = (payload.size() + 3) / 4 * 4;
+  Sink sink(records_);
+  sink.U32(type);
+  sink.U32(static_cast<uint32_t>(8 + padded));
+  records_.insert(records_.end(), payload.begin(), payload.end());
+  sink.PadTo4();
+  ++recordCount_;
+}
+
+void EmfWriter::AddU32s(uint32_t type, std::initializer_list<uint32_t> fields) {
+  std::vector<std::byte> payload;
+  Sink sink(payload);
+  for (uint32_t field : fields) sink.U32(field);
+  Add(type, payload);
+}
+
+void EmfWriter::UseHandle(uint32_t handle) {
+  if ((handle & kStockObject) == 0) maxHandle_ = std::max(maxHandle_, handle);
+}
+
+void EmfWriter::SetBkMode(uint32_t mode) { AddU32s(EMR_SETBKMODE, {mode}); }
+void EmfWriter::SetMapMode(uint32_t mode) { AddU32s(EMR_SETMAPMODE, {mode}); }
+void EmfWriter::SetTextColor(COLORREF color) { AddU32s(EMR_SETTEXTCOLOR, {color}); }
+void EmfWriter::SetTextAlign(uint32_t align) { AddU32s(EMR_SETTEXTALIGN, {align}); }
+void EmfWriter::SaveDC() { Add(EMR_SAVEDC, {}); }
+
+void EmfWriter::RestoreDC(int32_t saved) { AddU32s(EMR_RESTOREDC, {static_cast<uint32_t>(saved)}); }
+void EmfWriter::SetWindowExtEx(int32_t cx, int32_t cy) {
+  AddU32s(EMR_SETWINDOWEXTEX, {static_cast<uint32_t>(cx), static_cast<uint32_t>(cy)});
+}
+void EmfWriter::SetWindowOrgEx(int32_t x, int32_t y) {
+  AddU32s(EMR_SETWINDOWORGEX, {static_cast<uint32_t>(x), static_cast<uint32_t>(y)});
+}
+void EmfWriter::SetViewportExtEx(int32_t cx, int32_t cy) {
+  AddU32s(EMR_SETVIEWPORTEXTEX, {static_cast<uint32_t>(cx), static_cast<uint32_t>(cy)});
+}
+void EmfWriter::SetViewportOrgEx(int32_t x, int32_t y) {
+  AddU32s(EMR_SETVIEWPORTORGEX, {static_cast<uint32_t>(x), static_cast<uint32_t>(y)});
+}
+void EmfWriter::MoveToEx(int32_t x, int32_t y) {
+  AddU32s(EMR_MOVETOEX, {static_cast<uint32_t>(x), static_cast<uint32_t>(y)});
+}
+void EmfWriter::LineTo(int32_t x, int32_t y) {
+  AddU32s(EMR_LINETO, {static_cast<uint32_t>(x), static_cast<uint32_t>(y)});
+}
+
+// [MS-EMF] 2.3.7.7: ihPen, then LogPen (style, width as a PointL whose y
+// is unused, colour).
+void EmfWriter::CreatePen(uint32_t handle, uint32_t style, int32_t width, COLORREF color) {
+  UseHandle(handle);
+  AddU32s(EMR_CREATEPEN, {handle, style, static_cast<uint32_t>(width), 0, color});
+}
+
+void EmfWriter::CreateBrushIndirect(uint32_t handle, uint32_t style, COLORREF color, uint32_t hatch) {
+  UseHandle(handle);
+  AddU32s(EMR_CREATEBRUSHINDIRECT, {handle, style, color, hatch});
+}
+
+// [MS-EMF] 2.3.7.8: a LogFont padded to the size of a LogFontPanose, which
+// readers take as a LogFont.
+void EmfWriter::ExtCreateFontIndirectW(uint32_t handle, const EmfFont& font) {
+  UseHandle(handle);
+  std::vector<std::byte> payload;
+  Sink sink(payload);
+  sink.U32(handle);
+  for (int32_t v : {font.height, font.width, font.escapement, font.orientation, font.weight}) sink.I32(v);
+  for (uint8_t v : {font.italic, font.underline, font.strikeOut, font.charSet, font.outPrecision,
+                    font.clipPrecision, font.quality, font.pitchAndFamily})
+    sink.U8(v);
+  const std::u16string_view face = std::u16string_view(font.face).substr(0, kFaceChars - 1);
+  sink.Text(face);
+  sink.Zeros(2 * (kFaceChars - face.size()));
+  sink.Zeros(kLogFontPanoseSize - kLogFontSize);
+  Add(EMR_EXTCREATEFONTINDIRECTW, payload);
+}
+
+void EmfWriter::SelectObject(uint32_t handle) { AddU32s(EMR_SELECTOBJECT, {handle}); }
+void EmfWriter::DeleteObject(uint32_t handle) { AddU32s(EMR_DELETEOBJECT, {handle}); }
+
+void EmfWriter::Rectangle(RECTL box) {
+  AddU32s(EMR_RECTANGLE, {static_cast<uint32_t>(box.left), static_cast<uint32_t>(box.top),
+                          static_cast<uint32_t>(box.right), static_cast<uint32_t>(box.bottom)});
+}
+
+void EmfWriter::Ellipse(RECTL box) {
+  AddU32s(EMR_ELLIPSE, {static_cast<uint32_t>(box.left), static_cast<uint32_t>(box.top),
+                        static_cast<uint32_t>(box.right), static_cast<uint32_t>(box.bottom)});
+}
+
+// [MS-EMF] 2.3.5.x: Bounds, Count, then the 16-bit points.
+void EmfWriter::AddPoly16(uint32_t type, std::span<const PointS> points) {
+  std::vector<std::byte> payload;
+  Sink sink(payload);
+  sink.Rect(PointsBounds(points));
+  sink.U32(static_cast<uint32_t>(points.size()));
+  for (const PointS& p : points) {
+    sink.I16(p.x);
+    sink.I16(p.y);
+  }
+  Add(type, payload);
+}
+
+void EmfWriter::Polygon16(std::span<const PointS> points) { AddPoly16(EMR_POLYGON16, points); }
+void EmfWriter::PolyBezier16(std::span<const PointS> points) { AddPoly16(EMR_POLYBEZIER16, points); }
+
+// [MS-EMF] 2.3.5.8 and 2.2.5 EmrText: the fixed part is 76 bytes; the string
+// follows, padded to 4, then the spacing array. Offsets count from the start
+// of the record.
+void EmfWriter::ExtTextOutW(int32_t x, int32_t y, std::u16string_view text, std::span<const int32_t> dx,
+                            uint32_t options) {
+  constexpr uint32_t kFixed = 76;
+  const uint32_t stringBytes = static_cast<uint32_t>((2 * text.size() + 3) / 4 * 4);
+  const float scale = devicePixels_.cx > 0 ? deviceMillimeters_.cx * 100.0f / devicePixels_.cx : 0.0f;
+  std::vector<std::byte> payload;
+  Sink sink(payload);
+  sink.Rect(kNoBounds);
+  sink.U32(kGmCompatible);
+  sink.F32(scale);
+  sink.F32(scale);
+  sink.I32(x);
+  sink.I32(y);
+  sink.U32(static_cast<uint32_t>(text.size()));
+  sink.U32(kFixed);
+  sink.U32(options & ~kEtoNoRect);
+  sink.Rect(kNoBounds);
+  sink.U32(dx.empty() ? 0 : kFixed + stringBytes);
+  sink.Text(text);
+  sink.PadTo4();
+  for (int32_t advance : dx) sink.I32(advance);
+  Add(EMR_EXTTEXTOUTW, payload);
+}
+
+// [MS-EMF] 2.3.4.2 with both extensions; the description follows at 108.
+std::vector<std::byte> EmfWriter::Header(uint32_t totalBytes, uint32_t totalRecords) const {
+  const uint32_t descriptionChars = description_.empty() ? 0 : static_cast<uint32_t>(description_.size() + 2);
+  const uint32_t size = kHeaderSize + (2 * descriptionChars + 3) / 4 * 4;
+  RECTL bounds = kNoBounds;
+  if (deviceMillimeters_.cx > 0 && deviceMillimeters_.cy > 0) {
+    bounds.left = MmToPixels(frame_.left, devicePixels_.cx, deviceMillimeters_.cx);
+    bounds.top = MmToPixels(frame_.top, devicePixels_.cy, deviceMillimeters_.cy);
+    bounds.right = MmToPixels(frame_.right, devicePixels_.cx, deviceMillimeters_.cx) - 1;
+    bounds.bottom = MmToPixels(frame_.bottom, devicePixels_.cy, deviceMillimeters_.cy) - 1;
+  }
+  std::vector<std::byte> out;
+  Sink sink(out);
+  sink.U32(EMR_HEADER);
+  sink.U32(size);
+  sink.Rect(bounds);
+  sink.Rect(frame_);
+  sink.U32(kEmfSignature);
+  sink.U32(0x00010000);  // version
+  sink.U32(totalBytes + size);
+  sink.U32(totalRecords);
+  sink.U16(static_cast<uint16_t>(std::min<uint32_t>(maxHandle_ + 1, 0xFFFF)));
+  sink.U16(0);
+  sink.U32(descriptionChars);
+  sink.U32(descriptionChars ? kHeaderSize : 0);
+  sink.U32(0);  // palette entries
+  sink.I32(devicePixels_.cx);
+  sink.I32(devicePixels_.cy);
+  sink.I32(deviceMillimeters_.cx);
+  sink.I32(deviceMillimeters_.cy);
+  sink.Zeros(12);  // no pixel format, no OpenGL
+  sink.I32(deviceMillimeters_.cx * 1000);
+  sink.I32(deviceMillimeters_.cy * 1000);
+  if (descriptionChars) {
+    sink.Text(description_);
+    sink.Zeros(4);
+    out.resize(size);
+  }
+  return out;
+}
+
+std::vector<std::byte> EmfWriter::Finish() const {
+  const uint32_t restBytes = static_cast<uint32_t>(records_.size()) + kEofSize;
+  std::vector<std::byte> out = Header(restBytes, recordCount_ + 2);
+  out.insert(out.end(), records_.begin(), records_.end());
+  Sink sink(out);
+  // [MS-EMF] 2.3.4.1: no palette; offPalEntries points past the fixed
+  // fields and nSizeLast repeats the record size.
+  for (uint32_t field : {uint32_t{EMR_EOF}, kEofSize, 0u, 16u, kEofSize}) sink.U32(field);
+  return out;
+}
+
+bool EmfWriter::WriteFile(const std::string& path) const {
+  const std::vector<std::byte> bytes = Finish();
+  std::FILE* file = std::fopen(path.c_str(), "wb");
+  if (!file) return false;
+  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+  return std::fclose(file) == 0 && written;
+}
+
+}  // namespace snk::gdi

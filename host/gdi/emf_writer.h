@@ -1,0 +1,128 @@
+// Authors EMF files record by record, for tests and the sample job.
+//
+// Records are appended in order; Finish() puts EMR_HEADER in front (with the
+// description, nBytes, nRecords and nHandles as the highest object index
+// used + 1) and EMR_EOF at the end. The writer does no drawing and keeps no
+// device context: it writes what it is told, in [MS-EMF] layouts, so tests
+// can also author odd files with Add().
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/win_types.h"
+
+namespace snk::gdi {
+
+using COLORREF = uint32_t;  // 0x00bbggrr
+
+constexpr COLORREF Rgb(uint8_t r, uint8_t g, uint8_t b) {
+  return uint32_t{r} | uint32_t{g} << 8 | uint32_t{b} << 16;
+}
+
+// A point of the 16-bit poly records ([MS-EMF] 2.2.23 PointS).
+struct PointS {
+  int16_t x;
+  int16_t y;
+};
+
+// The font fields an EMR_EXTCREATEFONTINDIRECTW carries ([MS-EMF] 2.2.13
+// LogFont); the writer pads the record to a LogFontPanose.
+struct EmfFont {
+  int32_t height = 0;  // logical units; negative: character height
+  int32_t width = 0;
+  int32_t escapement = 0;  // tenths of a degree
+  int32_t orientation = 0;
+  int32_t weight = 400;
+  uint8_t italic = 0;
+  uint8_t underline = 0;
+  uint8_t strikeOut = 0;
+  uint8_t charSet = 1;  // DEFAULT_CHARSET
+  uint8_t outPrecision = 0;
+  uint8_t clipPrecision = 0;
+  uint8_t quality = 0;
+  uint8_t pitchAndFamily = 0;
+  std::u16string face;  // at most 31 characters are kept
+};
+
+// Common values of the state records.
+inline constexpr uint32_t kTransparent = 1;  // EMR_SETBKMODE
+inline constexpr uint32_t kOpaque = 2;
+inline constexpr uint32_t kMmText = 1;  // EMR_SETMAPMODE
+inline constexpr uint32_t kMmIsotropic = 7;
+inline constexpr uint32_t kMmAnisotropic = 8;
+inline constexpr uint32_t kPsSolid = 0;  // pen styles
+inline constexpr uint32_t kPsDash = 1;
+inline constexpr uint32_t kPsDot = 2;
+inline constexpr uint32_t kPsNull = 5;
+inline constexpr uint32_t kBsSolid = 0;  // brush styles
+inline constexpr uint32_t kBsNull = 1;
+inline constexpr uint32_t kBsHatched = 2;
+inline constexpr uint32_t kStockObject = 0x80000000;  // | stock object number
+
+class EmfWriter {
+ public:
+  // `frame` in 0.01 mm; the reference device's size in pixels and mm.
+  EmfWriter(RECTL frame, SIZEL devicePixels, SIZEL deviceMillimeters);
+
+  // Replaces the header's description ("snk sample" by default).
+  void SetDescription(std::u16string description) { description_ = std::move(description); }
+
+  // Appends a record of `type` whose fields are `payload` (without type and
+  // size), zero-padded to a multiple of 4.
+  void Add(uint32_t type, std::span<const std::byte> payload);
+
+  void SetBkMode(uint32_t mode);
+  void SetMapMode(uint32_t mode);
+  void SetTextColor(COLORREF color);
+  void SetTextAlign(uint32_t align);
+  void SetWindowExtEx(int32_t cx, int32_t cy);
+  void SetWindowOrgEx(int32_t x, int32_t y);
+  void SetViewportExtEx(int32_t cx, int32_t cy);
+  void SetViewportOrgEx(int32_t x, int32_t y);
+  void SaveDC();
+  void RestoreDC(int32_t saved);  // negative: relative to the current state
+
+  // Object records take the handle-table index (1 and up) to create at.
+  void CreatePen(uint32_t handle, uint32_t style, int32_t width, COLORREF color);
+  void CreateBrushIndirect(uint32_t handle, uint32_t style, COLORREF color, uint32_t hatch = 0);
+  void ExtCreateFontIndirectW(uint32_t handle, const EmfFont& font);
+  void SelectObject(uint32_t handle);  // an index or kStockObject | n
+  void DeleteObject(uint32_t handle);
+
+  void Rectangle(RECTL box);
+  void Ellipse(RECTL box);
+  void MoveToEx(int32_t x, int32_t y);
+  void LineTo(int32_t x, int32_t y);
+  void Polygon16(std::span<const PointS> points);
+  void PolyBezier16(std::span<const PointS> points);  // 1 + 3n points
+  // Text at the reference point in GM_COMPATIBLE mode. With `dx` (one
+  // advance per UTF-16 unit) the spacing is given; without, offDx is 0.
+  void ExtTextOutW(int32_t x, int32_t y, std::u16string_view text, std::span<const int32_t> dx = {},
+                   uint32_t options = 0);
+
+  // The whole file: header, the records added so far, EMR_EOF. The writer
+  // can go on adding records afterwards.
+  std::vector<std::byte> Finish() const;
+  bool WriteFile(const std::string& path) const;
+
+ private:
+  void AddU32s(uint32_t type, std::initializer_list<uint32_t> fields);
+  void AddPoly16(uint32_t type, std::span<const PointS> points);
+  void UseHandle(uint32_t handle);
+  std::vector<std::byte> Header(uint32_t totalBytes, uint32_t totalRecords) const;
+
+  RECTL frame_;
+  SIZEL devicePixels_;
+  SIZEL deviceMillimeters_;
+  std::u16string description_ = u"snk sample";
+  std::vector<std::byte> records_;
+  uint32_t recordCount_ = 0;
+  uint32_t maxHandle_ = 0;
+};
+
+}  // namespace snk::gdi
