@@ -13,6 +13,9 @@
 #include <string>
 #include <string_view>
 
+// Appends the UTF-8 form of one scalar value.
+void AppendUTF8(std::string& out, char32_t cp);
+
 class CKM_ByteString {
  public:
   CKM_ByteString() = default;

@@ -4,26 +4,10 @@
 
 #include <cstring>
 
+#include "base/byte_string.h"
+
 namespace snk::host {
 namespace {
-
-void AppendUtf8(std::string& out, char32_t c) {
-  if (c < 0x80) {
-    out += static_cast<char>(c);
-  } else if (c < 0x800) {
-    out += static_cast<char>(0xC0 | (c >> 6));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  } else if (c < 0x10000) {
-    out += static_cast<char>(0xE0 | (c >> 12));
-    out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  } else {
-    out += static_cast<char>(0xF0 | (c >> 18));
-    out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-    out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  }
-}
 
 // Converts, calling `bad` for each unpaired surrogate; stops when it
 // returns false.
@@ -38,7 +22,7 @@ bool Utf16To8(std::u16string_view in, std::string& out, OnBad bad) {
       if (!bad()) return false;
       c = 0xFFFD;
     }
-    AppendUtf8(out, c);
+    AppendUTF8(out, c);
   }
   return true;
 }

@@ -7,22 +7,11 @@
 #include <string>
 
 #include "platform/win32.h"
+#include "test_support.h"
 
 namespace {
 
-// Sets an environment variable for one scope.
-class ScopedEnv {
- public:
-  ScopedEnv(const char* name, const char* value) : name_(name) {
-    if (const char* old = getenv(name)) old_ = old;
-    value ? setenv(name, value, 1) : unsetenv(name);
-  }
-  ~ScopedEnv() { old_ ? setenv(name_, old_->c_str(), 1) : unsetenv(name_); }
-
- private:
-  const char* name_;
-  std::optional<std::string> old_;
-};
+using snk::test::ScopedEnv;
 
 bool HaveZone(const char* name) {
   return std::filesystem::exists(std::string("/usr/share/zoneinfo/") + name);

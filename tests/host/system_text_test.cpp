@@ -9,21 +9,11 @@
 #include <string>
 
 #include "platform/win32.h"
+#include "test_support.h"
 
 namespace {
 
-class ScopedEnv {
- public:
-  ScopedEnv(const char* name, const char* value) : name_(name) {
-    if (const char* old = getenv(name)) old_ = old;
-    value ? setenv(name, value, 1) : unsetenv(name);
-  }
-  ~ScopedEnv() { old_ ? setenv(name_, old_->c_str(), 1) : unsetenv(name_); }
-
- private:
-  const char* name_;
-  std::optional<std::string> old_;
-};
+using snk::test::ScopedEnv;
 
 std::string ToBytes(UINT cp, std::u16string_view text, BOOL* usedDefault = nullptr,
                     const char* defaultChar = nullptr) {
