@@ -12,7 +12,10 @@
 #include "services/message_box.h"
 
 CKMC_Device::CKMC_Device() = default;
-CKMC_Device::~CKMC_Device() = default;
+CKMC_Device::~CKMC_Device() {
+  document.reset();
+  if (palette) EngDeletePalette(palette);
+}
 
 void CKMC_Device::LoadSettings() {
   GetRegString(u"Folder", folder, 260, u"");

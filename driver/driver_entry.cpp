@@ -97,11 +97,7 @@ BOOL APIENTRY DrvResetPDEV(DHPDEV oldHandle, DHPDEV newHandle) {
 
 void APIENTRY DrvDisablePDEV(DHPDEV handle) {
   Guarded(u"DrvDisablePDEV", 0, [&] {
-    CKMC_Device* device = AsDevice(handle);
-    if (!device) return 0;
-    device->document.reset();
-    if (device->palette) EngDeletePalette(device->palette);
-    delete device;
+    delete AsDevice(handle);  // with its document and palette
     return 0;
   });
 }
