@@ -1,5 +1,6 @@
 #include "driver/driver_entry.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "driver/device.h"
@@ -50,10 +51,14 @@ DHPDEV APIENTRY DrvEnablePDEV(DEVMODEW* request, LPWSTR logAddress, ULONG, HSURF
     auto device = std::make_unique<CKMC_Device>();
     device->LoadSettings();
     if (request) {
-      std::memcpy(&device->devMode, request, sizeof(DEVMODEW));
-      // The private part follows the public one: the per-job settings path.
-      std::memcpy(device->settingsFilePath, reinterpret_cast<const BYTE*>(request) + sizeof(DEVMODEW),
-                  sizeof device->settingsFilePath);
+      // The public part as it is, and the private part that follows it: the
+      // per-job settings path. Each is read only as far as the request says
+      // it reaches.
+      size_t publicSize = std::min<size_t>(request->dmSize, sizeof(DEVMODEW));
+      std::memcpy(&device->devMode, request, publicSize);
+      size_t privateSize = std::min<size_t>(request->dmDriverExtra, sizeof device->settingsFilePath);
+      std::memcpy(device->settingsFilePath, reinterpret_cast<const BYTE*>(request) + request->dmSize,
+                  privateSize);
     }
     if (auto* core = CKMC_CoreModule::Get(); core && core->GetDataExchange())
       core->GetDataExchange()->SetFileName(device->settingsFilePath);
@@ -139,10 +144,10 @@ BOOL APIENTRY DrvStartDoc(SURFOBJ* surface, LPWSTR documentName, DWORD jobId) {
 BOOL APIENTRY DrvStartPage(SURFOBJ* surface) {
   return Guarded(u"DrvStartPage", FALSE, [&]() -> BOOL {
     CKMC_Device* device = DeviceOf(surface);
-    if (!device || !device->document) return TRUE;
+    if (!device) return TRUE;
     if (surface->iType == STYPE_BITMAP && surface->pvBits)
       std::memset(surface->pvBits, 255, surface->cjBits);
-    device->document->StartPage();
+    if (device->document) device->document->StartPage();
     return TRUE;
   });
 }

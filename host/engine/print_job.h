@@ -38,6 +38,10 @@ class SNK_HOST_API DriverModule {
 // The request the engine passes to DrvEnablePDEV: the public device mode
 // and the driver's private part, the settings file path.
 struct DeviceRequest {
+  DeviceRequest() {
+    devmode.dmSize = sizeof(DEVMODEW);
+    devmode.dmDriverExtra = sizeof settingsFile;
+  }
   DEVMODEW devmode{};
   char16_t settingsFile[260] = {};
 };

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "driver/device.h"
 #include "driver/driver_entry.h"
 #include "host/engine/surface.h"
@@ -23,28 +25,39 @@ class Device : public snk::test::HostTest {
     HostTest::TearDown();
   }
 
-  // Runs DrvEnablePDEV through the table, as the engine does.
-  CKMC_Device* Enable(DEVMODEW dm, GDIINFO* gdi = nullptr) {
+  // The driver's entry for `index`, from its table, as the engine finds it.
+  template <typename F>
+  static F Entry(ULONG index) {
     DRVENABLEDATA data{};
     DrvEnableDriver(0, sizeof data, &data);
-    PFN_DrvEnablePDEV enable = nullptr;
     for (ULONG i = 0; i < data.c; ++i)
-      if (data.pdrvfn[i].iFunc == INDEX_DrvEnablePDEV) enable = reinterpret_cast<PFN_DrvEnablePDEV>(data.pdrvfn[i].pfn);
+      if (data.pdrvfn[i].iFunc == index) return reinterpret_cast<F>(data.pdrvfn[i].pfn);
+    return nullptr;
+  }
+
+  // Runs DrvEnablePDEV through the table, as the engine does.
+  CKMC_Device* EnableRequest(DEVMODEW* request, GDIINFO* gdi = nullptr) {
+    auto enable = Entry<PFN_DrvEnablePDEV>(INDEX_DrvEnablePDEV);
     GDIINFO local{};
     DEVINFO info{};
-    struct {
-      DEVMODEW dm;
-      char16_t path[260];
-    } request{dm, {}};
-    auto* device = reinterpret_cast<CKMC_Device*>(enable(&request.dm, nullptr, 0, nullptr, sizeof(GDIINFO),
+    auto* device = reinterpret_cast<CKMC_Device*>(enable(request, nullptr, 0, nullptr, sizeof(GDIINFO),
                                                          reinterpret_cast<ULONG*>(gdi ? gdi : &local),
                                                          sizeof info, &info, nullptr, nullptr, printer_));
     devices_.emplace_back(device);
     return device;
   }
+  CKMC_Device* Enable(DEVMODEW dm, GDIINFO* gdi = nullptr) {
+    struct {
+      DEVMODEW dm;
+      char16_t path[260];
+    } request{dm, {}};
+    return EnableRequest(&request.dm, gdi);
+  }
 
   static DEVMODEW Paper(SHORT width, SHORT length, SHORT dpi, SHORT orientation = 1) {
     DEVMODEW dm{};
+    dm.dmSize = sizeof(DEVMODEW);
+    dm.dmDriverExtra = 520;
     dm.dmFields = DM_PAPERWIDTH | DM_PAPERLENGTH;
     dm.dmPaperWidth = width;
     dm.dmPaperLength = length;
@@ -120,6 +133,27 @@ TEST_F(Device, WithoutPaperTheUsersCountryDecides) {
   EXPECT_EQ(de->surfaceHeight, 3507);
 }
 
+TEST_F(Device, ARequestIsReadOnlyAsFarAsItReaches) {
+  // An older, shorter device mode: its private part starts where it ends.
+  struct {
+    DEVMODEW dm;
+    char16_t tail[300];
+  } request{};
+  request.dm.dmSize = 156;
+  request.dm.dmDriverExtra = 8;
+  request.dm.dmPrintQuality = 300;
+  request.dm.dmFields = DM_PAPERWIDTH | DM_PAPERLENGTH;
+  request.dm.dmPaperWidth = 2100;
+  request.dm.dmPaperLength = 2970;
+  request.dm.dmPelsWidth = 7;  // beyond dmSize: not read
+  char16_t path[] = {u'a', u'b', u'c', u'd', u'e'};
+  std::memcpy(reinterpret_cast<BYTE*>(&request) + 156, path, sizeof path);
+  auto* device = EnableRequest(&request.dm);
+  EXPECT_EQ(device->devMode.dmPelsWidth, 0u);
+  EXPECT_EQ(std::u16string(device->settingsFilePath), u"abcd");
+  EXPECT_EQ(device->surfaceWidth, 2480);
+}
+
 TEST_F(Device, CapabilityRecordsDescribeA24BitRasterPrinter) {
   GDIINFO gdi{};
   auto* device = Enable(Paper(2100, 2970, 300), &gdi);
@@ -165,6 +199,50 @@ TEST_F(Device, ATooLargeBitmapFallsBackToADeviceSurfaceWithOneBox) {
   EngUnlockSurface(so);
   a4->DisableSurface();
   EXPECT_EQ(boxes_.size(), 1u);
+}
+
+TEST_F(Device, ResetHandsTheJobToTheNewDeviceAndItsPageSize) {
+  snk::host::UiPolicy policy;
+  policy.saveAnswer = Path("reset.pdf");
+  snk::host::SetUiPolicy(policy);
+  auto startDoc = Entry<PFN_DrvStartDoc>(INDEX_DrvStartDoc);
+  auto startPage = Entry<PFN_DrvStartPage>(INDEX_DrvStartPage);
+  auto sendPage = Entry<PFN_DrvSendPage>(INDEX_DrvSendPage);
+  auto endDoc = Entry<PFN_DrvEndDoc>(INDEX_DrvEndDoc);
+  auto reset = Entry<PFN_DrvResetPDEV>(INDEX_DrvResetPDEV);
+
+  auto* portrait = Enable(Paper(2100, 2970, 300));
+  snk::engine::HostDevice oldEngineDevice{reinterpret_cast<DHPDEV>(portrait)};
+  portrait->engineDevice = reinterpret_cast<HDEV>(&oldEngineDevice);
+  auto* landscape = Enable(Paper(2100, 2970, 300, DMORIENT_LANDSCAPE));
+  EXPECT_TRUE(reset(reinterpret_cast<DHPDEV>(portrait), reinterpret_cast<DHPDEV>(landscape)));
+  EXPECT_EQ(landscape->document, nullptr);  // no job yet: nothing changes
+
+  SURFOBJ* before = EngLockSurface(portrait->EnableSurface());
+  ASSERT_TRUE(startDoc(before, const_cast<char16_t*>(u"Reset"), 1));
+  startPage(before);
+  sendPage(before);
+  ASSERT_TRUE(reset(reinterpret_cast<DHPDEV>(portrait), reinterpret_cast<DHPDEV>(landscape)));
+  EXPECT_EQ(portrait->document, nullptr);
+  ASSERT_NE(landscape->document, nullptr);
+
+  snk::engine::HostDevice newEngineDevice{reinterpret_cast<DHPDEV>(landscape)};
+  landscape->engineDevice = reinterpret_cast<HDEV>(&newEngineDevice);
+  EngUnlockSurface(before);
+  portrait->DisableSurface();
+  SURFOBJ* after = EngLockSurface(landscape->EnableSurface());
+  startPage(after);
+  sendPage(after);
+  endDoc(after, 0);
+  EngUnlockSurface(after);
+  landscape->DisableSurface();
+
+  std::string pdf = snk::test::ReadFile(Dir() / "reset.pdf");
+  EXPECT_NE(pdf.find("/Count 2 \n/Kids [6 0 R 8 0 R ] \n"), std::string::npos);
+  EXPECT_NE(pdf.find("6 0 obj\n<<\n/Contents 5 0 R \n/MediaBox [0 0 595.2 841.68] \n/PageIndex 1 "),
+            std::string::npos);
+  EXPECT_NE(pdf.find("8 0 obj\n<<\n/Contents 7 0 R \n/MediaBox [0 0 841.68 595.2] \n/PageIndex 2 "),
+            std::string::npos);
 }
 
 }  // namespace
