@@ -1,7 +1,10 @@
 #include "driver/print_job.h"
 
+#include <algorithm>
 #include <cstring>
+#include <span>
 
+#include "base/byte_reader.h"
 #include "driver/device.h"
 #include "platform/win32.h"
 #include "services/core_module.h"
@@ -48,6 +51,47 @@ void CKMC_Document::Configure(CKMC_Device& device) {
   pageHeightPoints = device.paperLength * 72 / 254;
   postProcess = device.postProcess == 1 ? 1 : 0;
   if (pdfa) fontEmbed = 2;  // PDF/A needs every font embedded
+  // The faces to embed are read anew whenever embedding is on; a missing
+  // value leaves an empty list.
+  if (fontEmbed && !GetPrinterBlock(printer, u"FFaces", faceBlock)) faceBlock.clear();
+}
+
+// The block's size word may lie: the walk stays inside both the bytes held
+// and the size claimed, steps in whole UTF-16 units, and drops a last name
+// that runs to the end without its zero.
+bool CKMC_Document::IsEmbedFace(std::u16string_view familyName) const {
+  snk::ByteReader reader(std::as_bytes(std::span(faceBlock)));
+  uint32_t size = 0;
+  if (familyName.empty() || !reader.ReadU32(size) || size < 4) return false;
+  size_t end = std::min<size_t>(size, faceBlock.size());
+  std::u16string name;
+  uint16_t unit = 0;
+  while (reader.position() + 2 <= end && reader.ReadU16(unit)) {
+    if (unit != 0) {
+      name += static_cast<char16_t>(unit);
+      continue;
+    }
+    if (name == familyName) return true;
+    name.clear();
+  }
+  return false;
+}
+
+bool CKMC_Document::ReadDocumentInfo() {
+  CKMC_CoreModule* core = CKMC_CoreModule::Get();
+  IKMC_DataExchange* store = core ? core->GetDataExchange() : nullptr;
+  if (!store) return false;
+  char16_t* const fields[] = {title, subject, author, keywords, infoCreator};
+  for (char16_t* field : fields) std::memset(field, 0, sizeof title);
+  int add = 0;
+  store->ReadInt(u"DocumentInfo", u"IsAddDocInfo", &add, 0);
+  if (!add) return true;
+  store->ReadString(u"DocumentInfo", u"Title", title, u"", 260);
+  store->ReadString(u"DocumentInfo", u"Subject", subject, u"", 260);
+  store->ReadString(u"DocumentInfo", u"Author", author, u"", 260);
+  store->ReadString(u"DocumentInfo", u"KeyWords", keywords, u"", 260);
+  store->ReadString(u"DocumentInfo", u"Creator", infoCreator, u"", 260);
+  return true;
 }
 
 bool CKMC_Document::StartDocument(const char16_t* name, uint32_t /*jobId*/) {
@@ -77,7 +121,18 @@ bool CKMC_Document::EndDocument() {
     EndPage(nullptr);
   }
   WritePageTree();
-  WriteDocumentTail();
+  WriteCatalog();
+  // The settings are read at the last moment, so that what the interface
+  // module stored while the job ran counts. Without a settings store the
+  // file is left unfinished and open.
+  if (!ReadDocumentInfo()) return false;
+  DocumentInfoText text;
+  text.title = CKM_WideString::FromBuffer(title, 260);
+  text.subject = CKM_WideString::FromBuffer(subject, 260);
+  text.author = CKM_WideString::FromBuffer(author, 260);
+  text.keywords = CKM_WideString::FromBuffer(keywords, 260);
+  text.creator = CKM_WideString::FromBuffer(infoCreator, 260);
+  WriteDocumentTail(text);
   ResetJob();
   return true;
 }
@@ -91,4 +146,5 @@ void CKMC_Document::ResetJob() {
 void CKMC_Document::ResetDocument() {
   ResetWriterState();
   expectedPages = 1;
+  faceBlock.clear();
 }

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/byte_string.h"
 #include "platform/winddi.h"
@@ -39,6 +40,15 @@ class CKMC_Document : public CKMC_DocumentWriter {
   // Chooses and opens the output file; see output_file.cpp.
   bool OpenOutputFile(const char16_t* name);
 
+  // Takes the document information from the settings store into the five
+  // info strings, or clears them if the user did not ask for it. False when
+  // there is no core module or no settings store.
+  bool ReadDocumentInfo();
+
+  // Whether `familyName` is one of the faces chosen for embedding in the
+  // printer's "FFaces" block (exact match).
+  bool IsEmbedFace(std::u16string_view familyName) const;
+
   // Output.
   CKM_WideString outputPath;
   CKM_WideString folder;
@@ -63,6 +73,9 @@ class CKMC_Document : public CKMC_DocumentWriter {
   uint32_t fontWarn = 1;
   uint8_t mergeImages = 1;
   uint32_t batch = 0;
+  // The printer's "FFaces" block as read: a 32-bit size that counts itself,
+  // then zero-ended UTF-16 names. Outside bytes: IsEmbedFace checks it.
+  std::vector<uint8_t> faceBlock;
   CKM_WideString deviceName;
   HANDLE printer = nullptr;
 

@@ -76,6 +76,33 @@ struct FORM_INFO_1W {
   RECTL ImageableArea;
 };
 
+// ------------------------------------------------------------ folders
+
+inline constexpr int CSIDL_APPDATA = 26;        // per-user application data
+inline constexpr int CSIDL_LOCAL_APPDATA = 28;  // per-user local application data
+
+struct FILETIME {
+  DWORD dwLowDateTime;
+  DWORD dwHighDateTime;
+};
+
+struct WIN32_FIND_DATAW {
+  DWORD dwFileAttributes;
+  FILETIME ftCreationTime;
+  FILETIME ftLastAccessTime;
+  FILETIME ftLastWriteTime;
+  DWORD nFileSizeHigh;
+  DWORD nFileSizeLow;
+  DWORD dwReserved0;
+  DWORD dwReserved1;
+  WCHAR cFileName[MAX_PATH];
+  WCHAR cAlternateFileName[14];
+};
+
+// ------------------------------------------------------------ shell
+
+inline constexpr INT SW_SHOWNORMAL = 1;
+
 // ------------------------------------------------------------ time zone
 
 struct TIME_ZONE_INFORMATION {
@@ -173,6 +200,29 @@ BOOL CloseHandle(HANDLE handle);
 BOOL DeleteFileW(LPCWSTR name);
 DWORD GetFileAttributesW(LPCWSTR name);
 BOOL CreateDirectoryW(LPCWSTR name, void* security);
+
+// Folder listing: `pattern` is a folder followed by "*" (or a file name).
+HANDLE FindFirstFileW(LPCWSTR pattern, WIN32_FIND_DATAW* data);
+BOOL FindNextFileW(HANDLE find, WIN32_FIND_DATAW* data);
+BOOL FindClose(HANDLE find);
+BOOL CopyFileW(LPCWSTR from, LPCWSTR to, BOOL failIfExists);
+
+// Known folders (CSIDL_APPDATA, CSIDL_LOCAL_APPDATA), as XDG places.
+BOOL SHGetSpecialFolderPathW(HWND owner, LPWSTR path, int folder, BOOL create);
+
+// Profile (INI) files: UTF-16LE text with the Windows profile rules.
+DWORD GetPrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR defaultValue,
+                               LPWSTR out, DWORD size, LPCWSTR file);
+BOOL WritePrivateProfileStringW(LPCWSTR section, LPCWSTR key, LPCWSTR value,
+                                LPCWSTR file);
+BOOL GetPrivateProfileStructW(LPCWSTR section, LPCWSTR key, LPVOID data,
+                              UINT size, LPCWSTR file);
+BOOL WritePrivateProfileStructW(LPCWSTR section, LPCWSTR key, LPCVOID data,
+                                UINT size, LPCWSTR file);
+
+// The shell's verbs; "open" hands a document to the desktop's viewer.
+HINSTANCE ShellExecuteW(HWND owner, LPCWSTR verb, LPCWSTR file,
+                        LPCWSTR parameters, LPCWSTR directory, INT show);
 
 // Modules: the file name of the module that holds the given handle.
 DWORD GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size);

@@ -5,10 +5,6 @@
 
 #include "platform/win32.h"
 
-void CKMC_DataExchange::SetFileName(const char16_t* path) {
-  CKM_WideString::FromBuffer(path, 260).CopyTo(m_fileName, 260);
-}
-
 const CKM_WideString& UserSettingsKeyPath() {
   static const CKM_WideString path = [] {
     char16_t user[257] = {};
@@ -158,6 +154,22 @@ CKM_WideString GetPrinterString(HANDLE printer, const char16_t* name, size_t max
     text += unit;
   }
   return CKM_WideString(std::move(text));
+}
+
+int GetPrinterBlock(HANDLE printer, const char16_t* name, std::vector<uint8_t>& block) {
+  DWORD type = 0;
+  std::vector<BYTE> data;
+  if (!GetPrinterValue(printer, name, data, type)) return 0;
+  block.assign(data.begin(), data.end());
+  return 1;
+}
+
+int SetPrinterBlock(HANDLE printer, const char16_t* name, const std::vector<uint8_t>& block) {
+  if (block.size() < 4) return 0;
+  uint32_t size = static_cast<uint32_t>(block[0]) | (static_cast<uint32_t>(block[1]) << 8) |
+                  (static_cast<uint32_t>(block[2]) << 16) | (static_cast<uint32_t>(block[3]) << 24);
+  size = std::min<uint32_t>(size, static_cast<uint32_t>(block.size()));
+  return SetPrinterDataExW(printer, kPrinterDriverData, name, REG_BINARY, block.data(), size) == ERROR_SUCCESS;
 }
 
 int IsMetricDefault() {

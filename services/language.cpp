@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <string>
 #include <string_view>
+#include <vector>
+
+#include "platform/win32.h"
 
 namespace {
 
@@ -43,14 +46,157 @@ const char16_t* CKMC_Language::BuiltinString(uint32_t id) {
   return nullptr;
 }
 
-int CKMC_Language::GetString(uint32_t id, char16_t* out, size_t capacity) {
-  const char16_t* text = BuiltinString(id);
-  if (!text || !out || capacity == 0) return 0;
-  std::u16string_view view(text);
-  size_t n = std::min(view.size(), capacity - 1);
-  std::copy_n(view.data(), n, out);
+namespace {
+
+constexpr std::u16string_view kLanguageFilePrefix = u"forge_language_";
+// The module file name's buffer, in characters.
+constexpr DWORD kModuleNameCapacity = 256;
+
+size_t CopyOut(std::u16string_view text, char16_t* out, size_t capacity) {
+  size_t n = std::min(text.size(), capacity - 1);
+  std::copy_n(text.data(), n, out);
   out[n] = 0;
+  return n;
+}
+
+// The whole file, at most kMaxXmlBytes + 1 bytes (one more than any file
+// the parser takes, so that a longer one is refused there); false if the
+// file cannot be opened.
+bool ReadWholeFile(const char16_t* path, std::vector<uint8_t>& bytes) {
+  HANDLE file = CreateFileW(path, GENERIC_READ, 1 /* FILE_SHARE_READ */, nullptr, OPEN_EXISTING,
+                            FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE) return false;
+  bytes.clear();
+  uint8_t chunk[64 * 1024];
+  while (bytes.size() <= kMaxXmlBytes) {
+    DWORD read = 0;
+    if (!ReadFile(file, chunk, sizeof chunk, &read, nullptr) || read == 0) break;
+    bytes.insert(bytes.end(), chunk, chunk + read);
+  }
+  CloseHandle(file);
+  return true;
+}
+
+}  // namespace
+
+bool CKMC_Language::IsLanguageFileName(std::u16string_view name) {
+  if (name.size() <= 20) return false;
+  // At most the first 17 characters are compared; the comparison ends with
+  // the prefix's 15, so every longer name that starts with it qualifies.
+  for (size_t i = 0; i < 17; ++i) {
+    if (i == kLanguageFilePrefix.size()) return true;
+    if (name[i] != kLanguageFilePrefix[i]) return false;
+  }
+  return true;
+}
+
+int CKMC_Language::LoadLanguageFile() {
+  char16_t path[kModuleNameCapacity] = {};
+  DWORD length = GetModuleFileNameW(m_module, path, kModuleNameCapacity);
+  if (length == 0) return 0;
+  std::u16string_view view(path);
+  size_t slash = view.rfind(u'\\');
+  if (slash == std::u16string_view::npos) return 0;
+  return LoadFromFolder(CKM_WideString(view.substr(0, slash + 1)).c_str());
+}
+
+int CKMC_Language::LoadFromFolder(const char16_t* folder) {
+  m_root.reset();
+  if (!folder) return 0;
+  CKM_WideString pattern = CKM_WideString(folder) + u"*";
+  WIN32_FIND_DATAW entry{};
+  HANDLE find = FindFirstFileW(pattern.c_str(), &entry);
+  if (find == INVALID_HANDLE_VALUE) return 0;
+  // The last name looked at: the first that qualifies or, failing that,
+  // the folder's last entry, whatever it is.
+  CKM_WideString name;
+  do {
+    name = CKM_WideString::FromBuffer(entry.cFileName, MAX_PATH);
+    if (IsLanguageFileName(name.view())) break;
+  } while (FindNextFileW(find, &entry));
+  FindClose(find);
+  std::vector<uint8_t> bytes;
+  if (!ReadWholeFile((CKM_WideString(folder) + name.view()).c_str(), bytes)) return 0;
+  // A file that is empty, too large or not XML leaves no tree; the
+  // built-in texts then serve.
+  LoadFromBytes(bytes);
   return 1;
+}
+
+int CKMC_Language::LoadFromBytes(std::span<const uint8_t> bytes) {
+  m_root = CXML_Element::Parse(bytes);
+  return m_root ? 1 : 0;
+}
+
+const CXML_Element* FindElementById(const CXML_Element* parent, std::string_view id) {
+  // Each step goes one level down, and the tree's depth is bounded by the
+  // parser, so this ends.
+  while (parent) {
+    for (size_t i = 0; i < parent->CountChildren(); ++i) {
+      const CXML_Element* child = parent->GetChild(i);
+      const std::string* value = child->GetAttr("id");
+      if (value && *value == id) return child;
+    }
+    parent = parent->GetChild(0);
+  }
+  return nullptr;
+}
+
+const std::string* CKMC_Language::FindText(const char* section, uint32_t id) const {
+  if (!m_root) return nullptr;
+  const CXML_Element* element = FindElementById(m_root->FindChild(section), std::to_string(id));
+  return element ? element->GetAttr("text") : nullptr;
+}
+
+CKM_WideString CKMC_Language::Unescape(std::string_view utf8) {
+  CKM_WideString text = CKM_WideString::FromUTF8(utf8);
+  std::u16string_view in = text.view();
+  std::u16string out;
+  out.reserve(in.size());
+  for (size_t i = 0; i < in.size(); ++i) {
+    if (in[i] != u'\\') {
+      out += in[i];
+    } else if (i + 1 < in.size() && (in[i + 1] == u'n' || in[i + 1] == u't')) {
+      out += in[++i] == u'n' ? u'\n' : u'\t';
+    } else {
+      out += in.substr(i);  // any other escape ends the conversion
+      break;
+    }
+  }
+  return CKM_WideString(std::move(out));
+}
+
+int CKMC_Language::GetString(uint32_t id, char16_t* out, size_t capacity) {
+  if (!out || capacity == 0) return 0;
+  out[0] = 0;
+  if (const std::string* text = FindText("Strings", id)) CopyOut(Unescape(*text).view(), out, capacity);
+  // The built-in table answers whatever the file leaves empty. On Linux a
+  // null module handle stands for the program, which carries the same
+  // table, so it is consulted with or without one.
+  if (out[0] == 0) {
+    const char16_t* builtin = BuiltinString(id);
+    if (!builtin) return 0;
+    CopyOut(builtin, out, capacity);
+  }
+  return 1;
+}
+
+int CKMC_Language::GetDialogTitle(uint32_t dialogId, char16_t* out, size_t capacity) {
+  if (!out || capacity == 0) return 0;
+  out[0] = 0;
+  const std::string* text = FindText("Dialogs", dialogId);
+  if (!text) return 0;
+  CopyOut(Unescape(*text).view(), out, capacity);
+  return 1;
+}
+
+CKM_WideString CKMC_Language::GetDialogItemText(uint32_t dialogId, uint32_t controlId) const {
+  if (!m_root) return {};
+  const CXML_Element* dialog = FindElementById(m_root->FindChild("Dialogs"), std::to_string(dialogId));
+  if (!dialog) return {};
+  const CXML_Element* item = controlId == 0 ? dialog : FindElementById(dialog, std::to_string(controlId));
+  const std::string* text = item ? item->GetAttr("text") : nullptr;
+  return text ? Unescape(*text) : CKM_WideString();
 }
 
 CKM_WideString FormatWithNumber(std::u16string_view text, int64_t number) {

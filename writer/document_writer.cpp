@@ -55,6 +55,7 @@ void CKMC_DocumentWriter::ResetWriterState() {
   offsets.RemoveAll();
   pageObjects.RemoveAll();
   pagesObject = colorSpaceObject = extGStateObject = 0;
+  catalogObject = metadataObject = 0;
   content.reset();
   clipIdentity = 0;
   pageFonts.RemoveAll();
@@ -168,16 +169,30 @@ void CKMC_DocumentWriter::WritePageTree() {
   WriteIndirectObject(pagesObject, &tree);
 }
 
-void CKMC_DocumentWriter::WriteDocumentTail() {
+void CKMC_DocumentWriter::WriteCatalog() {
   CKMC_Dictionary catalog;
+  metadataObject = pdfa ? NewObjectNumber() : 0;
+  if (metadataObject) catalog.SetReference("/Metadata", metadataObject);
   catalog.SetLiteral("/Type", "/Catalog");
   catalog.SetReference("/Pages", pagesObject);
-  uint32_t catalogObject = NewObjectNumber();
+  catalogObject = NewObjectNumber();
   WriteIndirectObject(catalogObject, &catalog);
+}
+
+void CKMC_DocumentWriter::WriteDocumentTail(const DocumentInfoText& text) {
+  ClockReading now = ReadClock();
+  int offset = ZoneOffsetMinutes(now.utc, now.local);
 
   CKMC_Dictionary info;
+  BuildInfoDictionary(info, text, FormatPdfDate(now.local, offset));
   uint32_t infoObject = NewObjectNumber();
   WriteIndirectObject(infoObject, &info);
+
+  if (metadataObject) {
+    CKMC_Stream metadata;
+    BuildMetadataStream(metadata, text, FormatXmpDate(now.local, offset));
+    WriteIndirectObject(metadataObject, &metadata);
+  }
 
   WriteCrossReferenceAndTrailer(catalogObject, infoObject);
   CloseOutputFile();

@@ -14,6 +14,7 @@
 #include "base/binary_buf.h"
 #include "base/byte_string.h"
 #include "platform/winddi.h"
+#include "writer/document_info.h"
 #include "writer/output_object.h"
 
 class CKMC_DocumentWriter {
@@ -39,7 +40,13 @@ class CKMC_DocumentWriter {
   // The page tree, catalog, information dictionary, cross-reference table
   // and trailer; then the file is flushed and closed.
   void WritePageTree();
-  void WriteDocumentTail();
+  // The catalog. In PDF/A mode the metadata stream's number is given out
+  // first, and the catalog names it under "/Metadata".
+  void WriteCatalog();
+  // After the catalog: the information dictionary, in PDF/A mode the XMP
+  // metadata stream, the cross-reference table and the trailer. The dates
+  // come from one clock reading.
+  void WriteDocumentTail(const DocumentInfoText& text);
 
   size_t PageCount() const { return pageObjects.GetSize(); }
   CKM_BinaryBuf* Content() { return content.get(); }
@@ -75,6 +82,8 @@ class CKMC_DocumentWriter {
   uint32_t pagesObject = 0;
   uint32_t colorSpaceObject = 0;
   uint32_t extGStateObject = 0;
+  uint32_t catalogObject = 0;
+  uint32_t metadataObject = 0;  // PDF/A only
   CKM_Array<uint32_t> pageObjects;
 
   // Page state.

@@ -75,4 +75,14 @@ HANDLE OpenHostPrinter(std::u16string name);
 // for anything else.
 BOOL ClosePrinter(HANDLE printer);
 
+// ------------------------------------------------------------ shell
+
+// Replaces the start of `xdg-open` by ShellExecuteW's "open": the hook
+// receives the verb and what would be handed to xdg-open (a POSIX path or
+// a URL) and returns whether the start succeeded. The desktop check
+// (DISPLAY or WAYLAND_DISPLAY set) still applies; whether xdg-open is on
+// PATH does not. An empty hook restores the real start.
+using ShellExecuteHook = std::function<bool(std::u16string_view verb, std::string_view target)>;
+void SetShellExecuteHook(ShellExecuteHook hook);
+
 }  // namespace snk::host

@@ -94,6 +94,7 @@ std::string StreamData(const std::string& pdf, int n) {
 }
 
 TEST_F(PrintJob, OnePageFileHasExactlyTheWritersBytes) {
+  snk::test::ScopedEnv epoch("SOURCE_DATE_EPOCH", "1700000000"), zone("TZ", "UTC");
   std::string pdf = PrintPages(1);
   ASSERT_FALSE(pdf.empty());
   EXPECT_EQ(pdf.substr(0, 18), "%PDF-1.4\n\x8E\x9D\xA3\xB4\xC5\xD6\xE7\xF8\n");
@@ -108,7 +109,10 @@ TEST_F(PrintJob, OnePageFileHasExactlyTheWritersBytes) {
             "/ExtGState <</GS0 4 0 R>> >> \n/Type /Page \n>>\nendobj\n");
   EXPECT_EQ(ObjectText(pdf, 1), "1 0 obj\n<<\n/Count 1 \n/Kids [6 0 R ] \n/Type /Pages \n>>\nendobj\n");
   EXPECT_EQ(ObjectText(pdf, 7), "7 0 obj\n<<\n/Pages 1 0 R \n/Type /Catalog \n>>\nendobj\n");
-  EXPECT_EQ(ObjectText(pdf, 8), "8 0 obj\n<<\n>>\nendobj\n");
+  EXPECT_EQ(ObjectText(pdf, 8),
+            "8 0 obj\n<<\n/Author (\xFE\xFF) \n/CreationDate (D:20231114221320Z00'00') \n/Creator (\xFE\xFF) \n"
+            "/Keywords (\xFE\xFF) \n/ModDate (D:20231114221320Z00'00') \n"
+            "/Producer (Kelmo PDF Forge Version 3.1.0.1210) \n/Subject (\xFE\xFF) \n/Title (\xFE\xFF) \n>>\nendobj\n");
 
   // File order: 2, 3, 4, content, page, then the tree, catalog and info.
   EXPECT_LT(pdf.find("6 0 obj"), pdf.find("1 0 obj"));

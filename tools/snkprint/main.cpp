@@ -17,13 +17,20 @@
 #include "host/gdi/emf_player.h"
 #include "host/gdi/emf_reader.h"
 #include "host/system/host_control.h"
+#include "services/data_exchange.h"
+#include "tools/snkprint/config_command.h"
+#include "tools/snkprint/job_settings.h"
+#include "tools/snkprint/messages.h"
 #include "tools/snkprint/options.h"
+#include "tools/snkprint/setting_keys.h"
 
 namespace {
 
+using snk::print::FormatMessage;
+using snk::print::Msg;
 using snk::print::Options;
 
-constexpr char16_t kPrinterName[] = u"Kelmo PDF Forge";
+const std::u16string kPrinterName(snk::print::kPrinterName);
 
 void Say(const std::string& text) { std::fprintf(stderr, "snkprint: %s\n", text.c_str()); }
 
@@ -33,52 +40,83 @@ std::string DefaultDriverPath() {
   return (ec ? std::filesystem::path(".") : self.parent_path()) / "snk_drv.so";
 }
 
-// The user's settings key, which --set overrides for this run.
-std::u16string UserSettingsKey() {
-  char16_t user[257] = {};
-  DWORD size = 257;
-  if (!GetUserNameW(user, &size)) user[0] = 0;
-  return std::u16string(u"Software\\Kelmo Software\\PDF Forge\\") + user;
+std::u16string Wide(const std::string& utf8) { return CKM_WideString::FromUTF8(utf8).str(); }
+
+// Lays --set and then the per-job options over the user's settings for this
+// run, so that the per-job options win.
+void ApplyRunSettings(const Options& options) {
+  snk::print::ApplyRunValues(snk::print::SetOptionValues(options));
+  char16_t folder[262] = {};
+  GetRegString(u"Folder", folder, 261, u"");
+  bool folderStored = std::char_traits<char16_t>::length(folder) >= 2;
+  std::u16string current = Wide(std::filesystem::current_path().string());
+  snk::print::ApplyRunValues(snk::print::JobOptionValues(options, current, folderStored));
 }
 
-void ApplySettingOverrides(const Options& options) {
-  std::u16string key = UserSettingsKey();
-  for (const auto& [name, value] : options.settings) {
-    auto wideName = CKM_WideString::FromUTF8(name).str();
-    bool number = !value.empty() && value.size() <= 10 &&
-                  std::all_of(value.begin(), value.end(), [](char c) { return c >= '0' && c <= '9'; }) &&
-                  std::stoull(value) <= 0xFFFFFFFFull;
-    if (number) {
-      snk::host::SetRegistryOverlayDword(key, wideName, static_cast<DWORD>(std::stoull(value)));
-    } else {
-      // Text settings are stored as a one-string list, as the driver keeps them.
-      std::u16string text = CKM_WideString::FromUTF8(value).str();
-      std::vector<BYTE> data;
-      for (char16_t c : text + std::u16string(2, u'\0')) {
-        data.push_back(static_cast<BYTE>(c & 0xFF));
-        data.push_back(static_cast<BYTE>(c >> 8));
-      }
-      snk::host::SetRegistryOverlay(key, wideName, REG_MULTI_SZ, std::move(data));
-    }
-  }
+// The resolution: --dpi, else the stored DPI value, else 300.
+int Resolution(const Options& options) {
+  if (options.dpi) return *options.dpi;
+  uint32_t stored = GetRegInt(u"DPI", 300);
+  return stored >= 1 && stored <= 32767 ? static_cast<int>(stored) : 300;
 }
+
+// A path of the settings store as the user can type it.
+std::string ShownPath(const char16_t* path) {
+  std::string text = CKM_WideString(path).ToUTF8();
+  std::replace(text.begin(), text.end(), '\\', '/');
+  return text;
+}
+
+// The job's settings file: made and filled before the job, removed after it
+// unless it is to be kept.
+class JobSettingsFile {
+ public:
+  explicit JobSettingsFile(const Options& options) : keep_(options.job.keepSettings) {
+    made_ = file_.CreateFile() == 1;
+    if (!made_) {
+      Say(FormatMessage(Msg::SettingsFileFailed));
+      return;
+    }
+    snk::print::WriteJobSettings(file_, options.job);
+  }
+  ~JobSettingsFile() {
+    if (!made_) return;
+    if (keep_)
+      Say(FormatMessage(Msg::SettingsFileKept, {ShownPath(file_.GetFileName())}));
+    else
+      file_.DeleteFile();
+  }
+  JobSettingsFile(const JobSettingsFile&) = delete;
+  JobSettingsFile& operator=(const JobSettingsFile&) = delete;
+
+  // Empty when the file could not be made: the driver then reads defaults.
+  const char16_t* Path() { return made_ ? file_.GetFileName() : u""; }
+
+ private:
+  CKMC_DataExchange file_;
+  bool made_ = false;
+  bool keep_ = false;
+};
 
 // Paper fields of the device mode, in tenths of a millimetre; a size beyond
 // what the device mode can hold is cut to its limit.
 SHORT Tenths(double mm) { return static_cast<SHORT>(std::clamp(std::lround(mm * 10), 1L, 32767L)); }
 
-snk::engine::DeviceRequest BuildRequest(const Options& options, const snk::gdi::EmfFile& first) {
+snk::engine::DeviceRequest BuildRequest(const Options& options, const snk::gdi::EmfFile& first,
+                                        const char16_t* settingsFile) {
   snk::engine::DeviceRequest request;
+  CKM_WideString(settingsFile).CopyTo(request.settingsFile, 260);
   DEVMODEW& dm = request.devmode;
-  std::copy_n(kPrinterName, std::char_traits<char16_t>::length(kPrinterName), dm.dmDeviceName);
+  std::copy_n(kPrinterName.begin(), std::min<size_t>(kPrinterName.size(), 31), dm.dmDeviceName);
   dm.dmSpecVersion = 0x0401;
   dm.dmSize = sizeof(DEVMODEW);
   dm.dmDriverExtra = sizeof request.settingsFile;
   dm.dmFields = DM_ORIENTATION | DM_SCALE | DM_PRINTQUALITY | DM_YRESOLUTION;
   dm.dmScale = 100;
   dm.dmCopies = 1;
-  dm.dmPrintQuality = static_cast<SHORT>(options.dpi);
-  dm.dmYResolution = static_cast<SHORT>(options.dpi);
+  const int dpi = Resolution(options);
+  dm.dmPrintQuality = static_cast<SHORT>(dpi);
+  dm.dmYResolution = static_cast<SHORT>(dpi);
   dm.dmOrientation = DMORIENT_PORTRAIT;
 
   auto frame = first.PageSizeMm();
@@ -90,7 +128,7 @@ snk::engine::DeviceRequest BuildRequest(const Options& options, const snk::gdi::
     double w = options.paper ? options.paper->widthMm : frame->width;
     double h = options.paper ? options.paper->heightMm : frame->height;
     if (options.paper && !frame) dm.dmOrientation = w > h ? DMORIENT_LANDSCAPE : DMORIENT_PORTRAIT;
-    if (std::max(w, h) > 3276.7) Say("the page is larger than 3276.7 mm; it is cut to that size");
+    if (std::max(w, h) > 3276.7) Say(FormatMessage(Msg::PageTooLarge));
     dm.dmFields |= DM_PAPERWIDTH | DM_PAPERLENGTH;
     dm.dmPaperWidth = Tenths(std::min(w, h));
     dm.dmPaperLength = Tenths(std::max(w, h));
@@ -151,18 +189,21 @@ int Run(const Options& options) {
     Say(error);
     return 1;
   }
-  ApplySettingOverrides(options);
+  ApplyRunSettings(options);
   SetDialogPolicy(options);
+  if (options.output && options.job.useDefaultName.value_or(false))
+    Say(FormatMessage(Msg::DefaultNameWithOutput));
 
   HANDLE printer = snk::host::OpenHostPrinter(kPrinterName);
   int status = 0;
   {
+    JobSettingsFile settings(options);
     snk::engine::EngineJob job(*driver);
-    if (!job.Enable(BuildRequest(options, pages.front()), kPrinterName, printer, &error)) {
+    if (!job.Enable(BuildRequest(options, pages.front(), settings.Path()), kPrinterName, printer, &error)) {
       Say(error);
       status = 1;
     } else if (!job.StartDoc(DocumentName(options), 1)) {
-      Say("the driver did not start the job; no file was written");
+      Say(FormatMessage(Msg::NotStarted));
       status = 1;
     } else {
       snk::gdi::EmfPlayer player;
@@ -177,18 +218,18 @@ int Run(const Options& options) {
       }
       ok &= job.EndDoc();
       if (g_dialogRefused) {
-        Say("the proposed file exists already; nothing was written (name the output with -o)");
+        Say(FormatMessage(Msg::ProposedExists));
         status = 1;
       }
       if (options.verbose && !stats.notPlayed.empty()) {
-        std::fprintf(stderr, "snkprint: records not played:\n");
+        Say(FormatMessage(Msg::NotPlayed));
         snk::gdi::PrintNotPlayed(stats, stderr);
       }
       if (!ok) {
-        Say("the driver reported errors; the document may be incomplete");
+        Say(FormatMessage(Msg::DriverErrors));
         status = 1;
       } else if (options.verbose) {
-        Say("printed " + std::to_string(pages.size()) + " page(s)");
+        Say(FormatMessage(Msg::Printed, {std::to_string(pages.size())}));
       }
     }
   }
@@ -203,9 +244,11 @@ int main(int argc, char** argv) {
   auto options = snk::print::ParseOptions(argc, argv, &error);
   if (!options) {
     Say(error);
-    std::fputs(snk::print::UsageText(), stderr);
+    if (argc < 2 || std::string_view(argv[1]) != "config") std::fputs(snk::print::UsageText(), stderr);
     return 2;
   }
+  if (options->config) return snk::print::RunConfigCommand(*options->config, stdout, stderr);
+  if (options->job.folder) options->job.folder = std::filesystem::absolute(*options->job.folder).string();
   if (options->help) {
     std::fputs(snk::print::UsageText(), stdout);
     return 0;

@@ -2,37 +2,24 @@
 
 #include <charconv>
 #include <cctype>
-#include <cstring>
 #include <string_view>
+
+#include "tools/snkprint/messages.h"
 
 namespace snk::print {
 
-const char* UsageText() {
-  return "Usage: snkprint [options] PAGE.emf... -o OUT.pdf\n"
-         "\n"
-         "Prints one job through the snk_drv printer driver, one page per EMF file.\n"
-         "\n"
-         "Options:\n"
-         "  -o, --output FILE      the PDF to write (\".pdf\" is added if missing);\n"
-         "                         without it the driver's save dialog proposes a name\n"
-         "                         from the title and asks on a terminal\n"
-         "  --title TEXT           the document name (default: the first file's name)\n"
-         "  --paper A4|Letter|WIDTHxHEIGHTmm\n"
-         "                         paper size (default: the first page's frame)\n"
-         "  --dpi N                resolution in dots per inch (default 300)\n"
-         "  --set NAME=VALUE       overrides one value of your printer settings for\n"
-         "                         this run only (decimal numbers are stored as\n"
-         "                         numbers, anything else as text); repeatable\n"
-         "  --driver PATH          the driver module (default: snk_drv.so beside snkprint)\n"
-         "  -v, --verbose          report the records that were not played\n"
-         "  -h, --help             this text\n";
-}
+const char* UsageText() { return MessageText(Msg::Usage).data(); }
 
 namespace {
 
 bool ParseNumber(std::string_view text, double& out) {
   auto r = std::from_chars(text.data(), text.data() + text.size(), out);
   return r.ec == std::errc() && r.ptr == text.data() + text.size() && out > 0;
+}
+
+bool ParseWhole(std::string_view text, int low, int high, int& out) {
+  auto r = std::from_chars(text.data(), text.data() + text.size(), out);
+  return r.ec == std::errc() && r.ptr == text.data() + text.size() && out >= low && out <= high;
 }
 
 std::optional<Paper> ParsePaper(std::string_view text) {
@@ -49,57 +36,174 @@ std::optional<Paper> ParsePaper(std::string_view text) {
   return paper;
 }
 
+// The options that stand alone and set one switch of the job.
+bool ParseSwitch(std::string_view arg, Options& options) {
+  JobOptions& job = options.job;
+  struct Switch {
+    std::string_view name;
+    std::optional<bool> JobOptions::*field;
+    bool value;
+  };
+  static constexpr Switch kSwitches[] = {
+      {"--pdfa", &JobOptions::pdfa, true},
+      {"--no-pdfa", &JobOptions::pdfa, false},
+      {"--overwrite", &JobOptions::overwrite, true},
+      {"--no-overwrite", &JobOptions::overwrite, false},
+      {"--default-name", &JobOptions::useDefaultName, true},
+      {"--ask", &JobOptions::useDefaultName, false},
+      {"--open", &JobOptions::openFile, true},
+      {"--no-open", &JobOptions::openFile, false},
+  };
+  for (const Switch& s : kSwitches) {
+    if (arg == s.name) {
+      job.*s.field = s.value;
+      return true;
+    }
+  }
+  if (arg == "--keep-settings") {
+    job.keepSettings = true;
+  } else if (arg == "-h" || arg == "--help") {
+    options.help = true;
+  } else if (arg == "-v" || arg == "--verbose") {
+    options.verbose = true;
+  } else {
+    return false;
+  }
+  return true;
+}
+
+constexpr std::string_view kValueOptions[] = {
+    "-o", "--output", "--title", "--driver", "--paper", "--dpi", "--set", "--info-title",
+    "--info-subject", "--info-author", "--info-keywords", "--info-creator", "--folder",
+    "--pdf-version", "--embed"};
+
+bool TakesValue(std::string_view arg) {
+  for (auto name : kValueOptions)
+    if (arg == name) return true;
+  return false;
+}
+
+// An option of kValueOptions with its value; false with `error` set when
+// the value is wrong.
+bool ParseValueOption(std::string_view arg, const char* v, Options& options, std::string* error) {
+  JobOptions& job = options.job;
+  std::optional<std::string>* text = nullptr;
+  if (arg == "-o" || arg == "--output") text = &options.output;
+  else if (arg == "--title") text = &options.title;
+  else if (arg == "--driver") text = &options.driver;
+  else if (arg == "--info-title") text = &job.infoTitle;
+  else if (arg == "--info-subject") text = &job.infoSubject;
+  else if (arg == "--info-author") text = &job.infoAuthor;
+  else if (arg == "--info-keywords") text = &job.infoKeywords;
+  else if (arg == "--info-creator") text = &job.infoCreator;
+  else if (arg == "--folder") text = &job.folder;
+  if (text) {
+    *text = v;
+    return true;
+  }
+  if (arg == "--paper") {
+    options.paper = ParsePaper(v);
+    if (!options.paper) *error = FormatMessage(Msg::BadPaper, {v});
+    return options.paper.has_value();
+  }
+  if (arg == "--dpi") {
+    int dpi = 0;
+    if (!ParseWhole(v, 1, 32767, dpi)) {
+      *error = FormatMessage(Msg::BadDpi, {v});
+      return false;
+    }
+    options.dpi = dpi;
+    return true;
+  }
+  if (arg == "--pdf-version") {
+    job.pdfVersion = ParsePdfVersion(v);
+    if (!job.pdfVersion) *error = FormatMessage(Msg::BadPdfVersion, {v});
+    return job.pdfVersion.has_value();
+  }
+  if (arg == "--embed") {
+    int mode = 0;
+    if (!ParseWhole(v, 0, 3, mode)) {
+      *error = FormatMessage(Msg::BadEmbed, {v});
+      return false;
+    }
+    job.embed = mode;
+    return true;
+  }
+  if (arg == "--set") {
+    std::string_view setting(v);
+    auto eq = setting.find('=');
+    if (eq == 0 || eq == std::string_view::npos) {
+      *error = FormatMessage(Msg::BadSet);
+      return false;
+    }
+    options.settings.emplace_back(std::string(setting.substr(0, eq)), std::string(setting.substr(eq + 1)));
+    return true;
+  }
+  return false;
+}
+
+std::optional<ConfigCommand> ParseConfig(int argc, char** argv, std::string* error) {
+  using Verb = ConfigCommand::Verb;
+  ConfigCommand command;
+  std::string_view verb = argc > 2 ? argv[2] : "";
+  int operands = 0;
+  if (verb == "list") {
+    command.verb = Verb::List;
+  } else if (verb == "get") {
+    command.verb = Verb::Get, operands = 1;
+  } else if (verb == "set") {
+    command.verb = Verb::Set, operands = 2;
+  } else if (verb == "unset") {
+    command.verb = Verb::Unset, operands = 1;
+  } else {
+    *error = FormatMessage(Msg::ConfigUsage);
+    return std::nullopt;
+  }
+  if (argc != 3 + operands) {
+    *error = FormatMessage(Msg::ConfigUsage);
+    return std::nullopt;
+  }
+  if (operands >= 1) command.name = argv[3];
+  if (operands == 2) command.value = argv[4];
+  return command;
+}
+
 }  // namespace
+
+std::optional<int> ParsePdfVersion(std::string_view text) {
+  if (text.size() == 3 && text[0] == '1' && text[1] == '.' && text[2] >= '3' && text[2] <= '7')
+    return 10 + (text[2] - '0');
+  return std::nullopt;
+}
 
 std::optional<Options> ParseOptions(int argc, char** argv, std::string* error) {
   Options options;
-  auto fail = [&](std::string message) -> std::optional<Options> {
-    *error = std::move(message);
-    return std::nullopt;
-  };
+  if (argc > 1 && std::string_view(argv[1]) == "config") {
+    options.config = ParseConfig(argc, argv, error);
+    if (!options.config) return std::nullopt;
+    return options;
+  }
   for (int i = 1; i < argc; ++i) {
     std::string_view arg = argv[i];
-    auto value = [&](const char* name) -> const char* {
-      if (i + 1 >= argc) return nullptr;
-      (void)name;
-      return argv[++i];
-    };
-    if (arg == "-h" || arg == "--help") {
-      options.help = true;
-    } else if (arg == "-v" || arg == "--verbose") {
-      options.verbose = true;
-    } else if (arg == "-o" || arg == "--output" || arg == "--title" || arg == "--paper" ||
-               arg == "--dpi" || arg == "--set" || arg == "--driver") {
-      const char* v = value(argv[i]);
-      if (!v) return fail(std::string(arg) + " needs a value");
-      if (arg == "-o" || arg == "--output") {
-        options.output = v;
-      } else if (arg == "--title") {
-        options.title = v;
-      } else if (arg == "--driver") {
-        options.driver = v;
-      } else if (arg == "--paper") {
-        options.paper = ParsePaper(v);
-        if (!options.paper) return fail(std::string("unknown paper \"") + v + "\" (A4, Letter or WIDTHxHEIGHTmm)");
-      } else if (arg == "--dpi") {
-        std::string_view text(v);
-        auto r = std::from_chars(text.data(), text.data() + text.size(), options.dpi);
-        if (r.ec != std::errc() || r.ptr != text.data() + text.size() || options.dpi < 1 ||
-            options.dpi > 32767)
-          return fail(std::string("--dpi needs a whole number from 1 to 32767, not \"") + v + "\"");
-      } else {
-        std::string_view text(v);
-        auto eq = text.find('=');
-        if (eq == 0 || eq == std::string_view::npos) return fail("--set needs NAME=VALUE");
-        options.settings.emplace_back(std::string(text.substr(0, eq)), std::string(text.substr(eq + 1)));
+    if (ParseSwitch(arg, options)) continue;
+    if (TakesValue(arg)) {
+      if (i + 1 >= argc) {
+        *error = FormatMessage(Msg::NeedsValue, {arg});
+        return std::nullopt;
       }
-    } else if (arg.size() > 1 && arg[0] == '-') {
-      return fail("unknown option " + std::string(arg));
-    } else {
-      options.pages.emplace_back(arg);
+      if (!ParseValueOption(arg, argv[++i], options, error)) return std::nullopt;
+      continue;
     }
+    if (arg.size() > 1 && arg[0] == '-') {
+      *error = FormatMessage(Msg::UnknownOption, {arg});
+      return std::nullopt;
+    }
+    options.pages.emplace_back(arg);
   }
-  if (!options.help && options.pages.empty()) return fail("no pages to print");
+  if (!options.help && options.pages.empty()) {
+    *error = FormatMessage(Msg::NoPages);
+    return std::nullopt;
+  }
   return options;
 }
 

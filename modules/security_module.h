@@ -1,0 +1,29 @@
+// CKMC_SecurityModule: its settings choose the encryption, which the
+// finishing step applies when it writes the document again.
+#pragma once
+
+#include "platform/win_types.h"
+#include "services/plugin_module.h"
+
+class CKMC_SecurityModule : public IKMC_PluginModule {
+ public:
+  explicit CKMC_SecurityModule(HMODULE module) : m_module(module) {}
+
+  void Release() override;
+  void LoadSettings() override {}
+  void SaveSettings() override {}
+  bool IsEnabled() override;
+  int ProcessDocument(CPDF_Document* document, bool batch) override;
+  void CreatePages() override {}
+
+  HMODULE GetModule() const { return m_module; }
+  // The process's instance, or null.
+  static CKMC_SecurityModule* Instance();
+
+ private:
+  HMODULE m_module;
+};
+
+// Makes the process's instance, once, and registers it with the core;
+// returns it, or null (no core, or no memory).
+CKMC_SecurityModule* CreateSecurityModule(HMODULE module);
