@@ -96,6 +96,11 @@ bool CKMC_Document::ReadDocumentInfo() {
 
 bool CKMC_Document::StartDocument(const char16_t* name, uint32_t /*jobId*/) {
   if (!OpenOutputFile(name)) return false;
+  // A stale copy of the output seen by low-integrity processes must go.
+  if (CKMC_CoreModule* core = CKMC_CoreModule::Get(); core && !outputPath.IsEmpty()) {
+    char16_t twin[kVirtualizedPathCapacity] = {};
+    if (core->GetVirtualizedPath(outputPath.c_str(), twin)) DeleteFileW(twin);
+  }
   if (jobCancelled) return true;
   ResetWriterState();
   documentName = CKM_WideString(name);

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/win32.h"
+#include "services/core_module.h"
 #include "services/data_exchange.h"
 
 namespace {
@@ -67,6 +68,13 @@ std::u16string IntToWide(long long value) {
   return text;
 }
 
+// Deletes the copy that a low-integrity process would see of `path`.
+void DeleteVirtualizedCopy(const char16_t* path) {
+  CKMC_CoreModule* core = CKMC_CoreModule::Get();
+  char16_t twin[kVirtualizedPathCapacity] = {};
+  if (core && core->GetVirtualizedPath(path, twin)) DeleteFileW(twin);
+}
+
 }  // namespace
 
 int CKMC_DataExchange::CreateFile() {
@@ -89,6 +97,7 @@ int CKMC_DataExchange::CreateFile() {
     if (!FolderHasFile(folder, name)) break;
   }
   SetFileName((folder + name).c_str());
+  DeleteVirtualizedCopy(m_fileName);
 
   // A new file holds the marker and an empty first section, in UTF-16LE.
   HANDLE file = ::CreateFileW(m_fileName, GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_NEW,
@@ -107,7 +116,11 @@ int CKMC_DataExchange::CreateFile() {
   return ok && written == bytes.size() ? 1 : 0;
 }
 
-int CKMC_DataExchange::DeleteFile() { return DeleteFileW(m_fileName) ? 1 : 0; }
+int CKMC_DataExchange::DeleteFile() {
+  int deleted = DeleteFileW(m_fileName) ? 1 : 0;
+  DeleteVirtualizedCopy(m_fileName);
+  return deleted;
+}
 
 void CKMC_DataExchange::SetFileName(const char16_t* path) {
   CKM_WideString::FromBuffer(path, 260).CopyTo(m_fileName, 260);
