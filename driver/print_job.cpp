@@ -138,7 +138,11 @@ bool CKMC_Document::EndDocument() {
   text.keywords = CKM_WideString::FromBuffer(keywords, 260);
   text.creator = CKM_WideString::FromBuffer(infoCreator, 260);
   WriteDocumentTail(text);
+  CKM_WideString result = outputPath;
   ResetJob();
+  // Show the result if the user wants that (the desktop's viewer).
+  if (openFile && !result.IsEmpty())
+    ShellExecuteW(nullptr, u"open", result.c_str(), nullptr, nullptr, SW_SHOWNORMAL);
   return true;
 }
 

@@ -221,6 +221,23 @@ TEST_F(PrintJob, BatchModeWritesToThePrintersDestinationWithoutAsking) {
   EXPECT_TRUE(boxes_.empty());
 }
 
+TEST_F(PrintJob, TheResultIsOpenedOnlyWhenTheUserWantsIt) {
+  snk::test::ScopedEnv desktop("DISPLAY", ":0");
+  std::vector<std::string> opened;
+  snk::host::SetShellExecuteHook([&](std::u16string_view, std::string_view target) {
+    opened.emplace_back(target);
+    return true;
+  });
+  snk::host::SetRegistryOverlayDword(UserKey(), u"OpenFile", 0);
+  PrintPages(1);
+  EXPECT_TRUE(opened.empty());
+  snk::host::SetRegistryOverlayDword(UserKey(), u"OpenFile", 1);
+  PrintPages(1);
+  snk::host::SetShellExecuteHook({});
+  ASSERT_EQ(opened.size(), 1u);
+  EXPECT_EQ(opened[0], (Dir() / "out.pdf").string());
+}
+
 TEST_F(PrintJob, DefaultNamesComeFromTheDocumentName) {
   snk::host::SetRegistryOverlayDword(UserKey(), u"UseDefFileName", 1);
   snk::host::SetRegistryOverlayDword(UserKey(), u"Overwrite", 1);
