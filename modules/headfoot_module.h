@@ -2,28 +2,20 @@
 // on every page of the finished document.
 #pragma once
 
-#include "platform/win_types.h"
-#include "services/plugin_module.h"
+#include "modules/module_settings.h"
+#include "modules/plugin_module_base.h"
 
-class CKMC_HeadFootModule : public IKMC_PluginModule {
+class CKMC_HeadFootModule : public CKMC_PluginModuleBase<CKMC_HeadFootModule> {
  public:
-  explicit CKMC_HeadFootModule(HMODULE module) : m_module(module) {}
+  using CKMC_PluginModuleBase::CKMC_PluginModuleBase;
 
-  void Release() override;
-  void LoadSettings() override {}
-  void SaveSettings() override {}
-  bool IsEnabled() override;
-  int ProcessDocument(CPDF_Document* document, bool batch) override;
-  void CreatePages() override {}
+  // Any non-zero AddHeadfoot means on, and a missing one counts as 10: with
+  // no settings file the module is enabled (and then finds nothing to stamp).
+  bool IsEnabled() override { return ReadModuleInt(u"HeadAndFoot", u"AddHeadfoot", 10) != 0; }
+  // Stamping is done by the page format code, which is not there yet; a
+  // batch job is never stamped.
+  int ProcessDocument(CPDF_Document*, bool) override { return 1; }
 
-  HMODULE GetModule() const { return m_module; }
-  // The process's instance, or null.
-  static CKMC_HeadFootModule* Instance();
-
- private:
-  HMODULE m_module;
+  // The module's pages need the printer context.
+  static constexpr bool kNeedsPrinterContext = true;
 };
-
-// Makes the process's instance, once, and registers it with the core;
-// returns it, or null (no core, or no memory).
-CKMC_HeadFootModule* CreateHeadFootModule(HMODULE module);

@@ -2,28 +2,15 @@
 // finishing step applies when it writes the document again.
 #pragma once
 
-#include "platform/win_types.h"
-#include "services/plugin_module.h"
+#include "modules/module_settings.h"
+#include "modules/plugin_module_base.h"
 
-class CKMC_SecurityModule : public IKMC_PluginModule {
+class CKMC_SecurityModule : public CKMC_PluginModuleBase<CKMC_SecurityModule> {
  public:
-  explicit CKMC_SecurityModule(HMODULE module) : m_module(module) {}
+  using CKMC_PluginModuleBase::CKMC_PluginModuleBase;
 
-  void Release() override;
-  void LoadSettings() override {}
-  void SaveSettings() override {}
-  bool IsEnabled() override;
-  int ProcessDocument(CPDF_Document* document, bool batch) override;
-  void CreatePages() override {}
-
-  HMODULE GetModule() const { return m_module; }
-  // The process's instance, or null.
-  static CKMC_SecurityModule* Instance();
-
- private:
-  HMODULE m_module;
+  bool IsEnabled() override { return ReadModuleInt(u"Security", u"EncryptType", 0) != 0; }
+  // Nothing to change in the document: encryption happens when it is
+  // written.
+  int ProcessDocument(CPDF_Document*, bool) override { return 1; }
 };
-
-// Makes the process's instance, once, and registers it with the core;
-// returns it, or null (no core, or no memory).
-CKMC_SecurityModule* CreateSecurityModule(HMODULE module);

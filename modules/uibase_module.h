@@ -3,28 +3,15 @@
 // document to be reopened.
 #pragma once
 
-#include "platform/win_types.h"
-#include "services/plugin_module.h"
+#include "modules/module_settings.h"
+#include "modules/plugin_module_base.h"
 
-class CKMC_UIBaseModule : public IKMC_PluginModule {
+class CKMC_UIBaseModule : public CKMC_PluginModuleBase<CKMC_UIBaseModule> {
  public:
-  explicit CKMC_UIBaseModule(HMODULE module) : m_module(module) {}
+  using CKMC_PluginModuleBase::CKMC_PluginModuleBase;
 
-  void Release() override;
-  void LoadSettings() override {}
-  void SaveSettings() override {}
-  bool IsEnabled() override;
-  int ProcessDocument(CPDF_Document* document, bool batch) override;
-  void CreatePages() override {}
-
-  HMODULE GetModule() const { return m_module; }
-  // The process's instance, or null.
-  static CKMC_UIBaseModule* Instance();
-
- private:
-  HMODULE m_module;
+  bool IsEnabled() override { return false; }
+  // Would wrap each page's single content stream in "q " ... " Q /CS1 cs /CS1
+  // CS "; the PDF library it needs is not there yet.
+  int ProcessDocument(CPDF_Document*, bool) override { return 1; }
 };
-
-// Makes the process's instance, once, and registers it with the core;
-// returns it, or null (no core, or no memory).
-CKMC_UIBaseModule* CreateUIBaseModule(HMODULE module);

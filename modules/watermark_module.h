@@ -2,28 +2,15 @@
 // the pages of the finished document.
 #pragma once
 
-#include "platform/win_types.h"
-#include "services/plugin_module.h"
+#include "modules/module_settings.h"
+#include "modules/plugin_module_base.h"
 
-class CKMC_WaterMarkModule : public IKMC_PluginModule {
+class CKMC_WaterMarkModule : public CKMC_PluginModuleBase<CKMC_WaterMarkModule> {
  public:
-  explicit CKMC_WaterMarkModule(HMODULE module) : m_module(module) {}
+  using CKMC_PluginModuleBase::CKMC_PluginModuleBase;
 
-  void Release() override;
-  void LoadSettings() override {}
-  void SaveSettings() override {}
-  bool IsEnabled() override;
-  int ProcessDocument(CPDF_Document* document, bool batch) override;
-  void CreatePages() override {}
-
-  HMODULE GetModule() const { return m_module; }
-  // The process's instance, or null.
-  static CKMC_WaterMarkModule* Instance();
-
- private:
-  HMODULE m_module;
+  bool IsEnabled() override { return ReadModuleInt(u"WaterMark", u"AddWatermark", 0) != 0; }
+  // Stamping is done by the page format code, which is not there yet; a
+  // batch job or a missing document is never stamped.
+  int ProcessDocument(CPDF_Document*, bool) override { return 1; }
 };
-
-// Makes the process's instance, once, and registers it with the core;
-// returns it, or null (no core, or no memory).
-CKMC_WaterMarkModule* CreateWaterMarkModule(HMODULE module);

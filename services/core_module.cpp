@@ -58,10 +58,10 @@ CKMC_CoreModule* CKMC_CoreModule::Startup(HMODULE module) {
   g_core->GetFontNameList();
   // Each factory registers its module once per process, so a second
   // start-up adds nothing.
-  CreateHeadFootModule(module);
-  CreateWaterMarkModule(module);
-  CreateUIBaseModule(module);
-  CreateSecurityModule(module);
+  CKMC_HeadFootModule::Create(module);
+  CKMC_WaterMarkModule::Create(module);
+  CKMC_UIBaseModule::Create(module);
+  CKMC_SecurityModule::Create(module);
   return g_core;
 }
 
