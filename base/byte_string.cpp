@@ -87,3 +87,10 @@ void AppendUTF8(std::string& out, char32_t cp) {
     out += static_cast<char>(0x80 | (cp & 0x3F));
   }
 }
+
+void AppendUTF16LE(std::vector<uint8_t>& out, std::u16string_view text) {
+  for (char16_t unit : text) {
+    out.push_back(static_cast<uint8_t>(unit & 0xFF));
+    out.push_back(static_cast<uint8_t>(unit >> 8));
+  }
+}

@@ -12,9 +12,13 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 // Appends the UTF-8 form of one scalar value.
 void AppendUTF8(std::string& out, char32_t cp);
+// Appends UTF-16 code units as little-endian bytes (the registry's and the
+// settings file's form); terminators are the caller's.
+void AppendUTF16LE(std::vector<uint8_t>& out, std::u16string_view text);
 
 class CKM_ByteString {
  public:

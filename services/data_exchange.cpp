@@ -103,14 +103,9 @@ int SetRegInt(const char16_t* name, uint32_t value) {
 }
 
 int SetRegString(const char16_t* name, const char16_t* text) {
-  std::u16string_view view(text ? text : u"");
   std::vector<BYTE> data;
-  for (char16_t unit : view) {
-    data.push_back(static_cast<BYTE>(unit & 0xFF));
-    data.push_back(static_cast<BYTE>(unit >> 8));
-  }
-  data.push_back(0);
-  data.push_back(0);
+  AppendUTF16LE(data, text ? text : u"");
+  AppendUTF16LE(data, std::u16string_view(u"", 1));  // the terminator
   return SetUserValue(name, REG_MULTI_SZ, data.data(), static_cast<DWORD>(data.size()));
 }
 

@@ -104,12 +104,7 @@ int CKMC_DataExchange::CreateFile() {
                               FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file == INVALID_HANDLE_VALUE) return 0;
   std::vector<uint8_t> bytes = {0xFF, 0xFE};
-  for (char16_t c : std::u16string_view(u"[StringTable]")) {
-    bytes.push_back(static_cast<uint8_t>(c));
-    bytes.push_back(static_cast<uint8_t>(c >> 8));
-  }
-  bytes.push_back(0);
-  bytes.push_back(0);
+  AppendUTF16LE(bytes, std::u16string_view(u"[StringTable]\0", 14));
   DWORD written = 0;
   BOOL ok = WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
   CloseHandle(file);

@@ -44,12 +44,8 @@ std::u16string TextUpToEnd(const std::vector<BYTE>& data) {
 
 std::vector<BYTE> TextBytes(std::u16string_view text) {
   std::vector<BYTE> data;
-  for (char16_t c : text) {
-    data.push_back(static_cast<BYTE>(c & 0xFF));
-    data.push_back(static_cast<BYTE>(c >> 8));
-  }
-  data.push_back(0);
-  data.push_back(0);
+  AppendUTF16LE(data, text);
+  AppendUTF16LE(data, std::u16string_view(u"", 1));  // the terminator
   return data;
 }
 

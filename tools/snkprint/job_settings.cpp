@@ -63,10 +63,7 @@ void ApplyRunValues(const std::vector<RunValue>& values) {
     }
     // Texts are kept as a one-string list, the form the driver reads.
     std::vector<BYTE> data;
-    for (char16_t c : value.text + std::u16string(2, u'\0')) {
-      data.push_back(static_cast<BYTE>(c & 0xFF));
-      data.push_back(static_cast<BYTE>(c >> 8));
-    }
+    AppendUTF16LE(data, value.text + std::u16string(2, u'\0'));
     snk::host::SetRegistryOverlay(key, value.name, REG_MULTI_SZ, std::move(data));
   }
 }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <charconv>
 
+#include "base/byte_string.h"
+
 namespace snk::print {
 
 namespace {
@@ -169,14 +171,7 @@ std::vector<std::u16string> SplitFaceList(std::u16string_view text) {
 
 std::vector<uint8_t> BuildFaceBlock(const std::vector<std::u16string>& faces) {
   std::vector<uint8_t> block(4, 0);
-  auto put = [&](char16_t unit) {
-    block.push_back(static_cast<uint8_t>(unit & 0xFF));
-    block.push_back(static_cast<uint8_t>(unit >> 8));
-  };
-  for (const auto& face : faces) {
-    for (char16_t unit : face) put(unit);
-    put(u'\0');
-  }
+  for (const auto& face : faces) AppendUTF16LE(block, face + u'\0');
   uint32_t size = static_cast<uint32_t>(block.size());
   for (int i = 0; i < 4; ++i) block[i] = static_cast<uint8_t>(size >> (8 * i));
   return block;
