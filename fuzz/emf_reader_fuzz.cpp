@@ -8,10 +8,11 @@
 
 #include "host/gdi/emf_player.h"
 #include "host/gdi/emf_reader.h"
+#include "tests/host/null_target.h"
 
 namespace {
 
-class NullTarget : public snk::gdi::PlayTarget {};
+using NullTarget = snk::test::NullTarget;
 
 // Touches a record's bytes and fields the way the player's decoders will.
 size_t Visit(const snk::gdi::EmfRecord& record) {

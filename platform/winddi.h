@@ -245,6 +245,31 @@ inline constexpr ULONG PAL_BGR = 0x00000008;
 // Public parts of the engine objects that the drawing entries receive. The
 // host gives each a private tail of its own.
 
+using FLOATL = float;  // user-mode drivers see IEEE single precision
+
+union FLOAT_LONG {
+  FLOATL e;
+  LONG l;
+};
+
+struct RECTFX {
+  FIX xLeft;
+  FIX yTop;
+  FIX xRight;
+  FIX yBottom;
+};
+
+// CLIPOBJ::iDComplexity
+inline constexpr BYTE DC_TRIVIAL = 0;
+inline constexpr BYTE DC_RECT = 1;
+inline constexpr BYTE DC_COMPLEX = 3;
+// CLIPOBJ::iFComplexity
+inline constexpr BYTE FC_RECT = 1;
+inline constexpr BYTE FC_RECT4 = 2;
+inline constexpr BYTE FC_COMPLEX = 3;
+// CLIPOBJ::iMode
+inline constexpr BYTE TC_RECTANGLES = 0;
+
 struct CLIPOBJ {
   ULONG iUniq;
   RECTL rclBounds;
@@ -254,8 +279,12 @@ struct CLIPOBJ {
   BYTE fjOptions;
 };
 
+// BRUSHOBJ::flColorType
+inline constexpr FLONG BR_DEVICE_ICM = 0x01;
+inline constexpr FLONG BR_HOST_ICM = 0x02;
+
 struct BRUSHOBJ {
-  ULONG iSolidColor;
+  ULONG iSolidColor;  // 0xFFFFFFFF for a brush that is not solid
   PVOID pvRbrush;
   FLONG flColorType;
 };
@@ -269,16 +298,111 @@ struct XLATEOBJ {
   ULONG* pulXlate;
 };
 
+// PATHOBJ::fl
+inline constexpr FLONG PO_BEZIERS = 0x0001;
+inline constexpr FLONG PO_ELLIPSE = 0x0002;
+inline constexpr FLONG PO_ALL_INTEGERS = 0x0004;
+
+// PATHDATA::flags
+inline constexpr FLONG PD_BEGINSUBPATH = 0x0001;
+inline constexpr FLONG PD_ENDSUBPATH = 0x0002;
+inline constexpr FLONG PD_RESETSTYLE = 0x0004;
+inline constexpr FLONG PD_CLOSEFIGURE = 0x0008;
+inline constexpr FLONG PD_BEZIERS = 0x0010;
+
 struct PATHOBJ {
   FLONG fl;
   ULONG cCurves;
+};
+
+// One record of a path's enumeration: `count` points of one kind (lines,
+// or Bezier control triples) in 28.4 fixed point. A record that begins a
+// subpath has its start point first.
+struct PATHDATA {
+  FLONG flags;
+  ULONG count;
+  POINTFIX* pptfx;
 };
 
 struct XFORMOBJ {
   ULONG ulReserved;
 };
 
-struct LINEATTRS;
+struct XFORML {
+  FLOATL eM11;
+  FLOATL eM12;
+  FLOATL eM21;
+  FLOATL eM22;
+  FLOATL eDx;
+  FLOATL eDy;
+};
+
+// XFORMOBJ_iGetXform results
+inline constexpr ULONG GX_IDENTITY = 0;
+inline constexpr ULONG GX_OFFSET = 1;
+inline constexpr ULONG GX_SCALE = 2;
+inline constexpr ULONG GX_GENERAL = 3;
+inline constexpr ULONG DDI_ERROR = 0xFFFFFFFF;
+
+// LINEATTRS::fl
+inline constexpr FLONG LA_GEOMETRIC = 0x01;
+inline constexpr FLONG LA_ALTERNATE = 0x02;
+inline constexpr FLONG LA_STARTGAP = 0x04;
+inline constexpr FLONG LA_STYLED = 0x08;
+
+inline constexpr ULONG JOIN_ROUND = 0;
+inline constexpr ULONG JOIN_BEVEL = 1;
+inline constexpr ULONG JOIN_MITER = 2;
+inline constexpr ULONG ENDCAP_ROUND = 0;
+inline constexpr ULONG ENDCAP_SQUARE = 1;
+inline constexpr ULONG ENDCAP_BUTT = 2;
+
+// A geometric line's width is a float in world units; a cosmetic line's an
+// integer in pixels. The style array is in world units for a geometric line,
+// in style steps for a cosmetic one.
+struct LINEATTRS {
+  FLONG fl;
+  ULONG iJoin;
+  ULONG iEndCap;
+  FLOAT_LONG elWidth;
+  FLOATL eMiterLimit;
+  ULONG cstyle;
+  FLOAT_LONG* pstyle;
+  FLOAT_LONG elStyleState;
+};
+
+// Fill options of DrvFillPath and DrvStrokeAndFillPath.
+inline constexpr FLONG FP_ALTERNATEMODE = 1;
+inline constexpr FLONG FP_WINDINGMODE = 2;
+
+// Binary raster operations: the bytes of a MIX (low byte: foreground,
+// second byte: background pixels of hatches and styled cosmetic lines).
+inline constexpr ULONG R2_BLACK = 1;
+inline constexpr ULONG R2_NOTMERGEPEN = 2;
+inline constexpr ULONG R2_MASKNOTPEN = 3;
+inline constexpr ULONG R2_NOTCOPYPEN = 4;
+inline constexpr ULONG R2_MASKPENNOT = 5;
+inline constexpr ULONG R2_NOT = 6;
+inline constexpr ULONG R2_XORPEN = 7;
+inline constexpr ULONG R2_NOTMASKPEN = 8;
+inline constexpr ULONG R2_MASKPEN = 9;
+inline constexpr ULONG R2_NOTXORPEN = 10;
+inline constexpr ULONG R2_NOP = 11;
+inline constexpr ULONG R2_MERGENOTPEN = 12;
+inline constexpr ULONG R2_COPYPEN = 13;
+inline constexpr ULONG R2_MERGEPENNOT = 14;
+inline constexpr ULONG R2_MERGEPEN = 15;
+inline constexpr ULONG R2_WHITE = 16;
+
+// Ternary raster operations (low byte of a ROP4).
+inline constexpr ULONG ROP3_BLACKNESS = 0x00;
+inline constexpr ULONG ROP3_NOTPATCOPY = 0x0F;
+inline constexpr ULONG ROP3_DSTINVERT = 0x55;
+inline constexpr ULONG ROP3_PATINVERT = 0x5A;
+inline constexpr ULONG ROP3_SRCCOPY = 0xCC;
+inline constexpr ULONG ROP3_PATCOPY = 0xF0;
+inline constexpr ULONG ROP3_WHITENESS = 0xFF;
+
 struct COLORADJUSTMENT;
 struct FONTOBJ;
 struct STROBJ;
@@ -408,4 +532,29 @@ HPALETTE APIENTRY EngCreatePalette(ULONG iMode, ULONG cColors,
                                    FLONG flGreen, FLONG flBlue);
 BOOL APIENTRY EngDeletePalette(HPALETTE hpal);
 PVOID APIENTRY BRUSHOBJ_pvAllocRbrush(BRUSHOBJ* pbo, ULONG cj);
+ULONG APIENTRY BRUSHOBJ_ulGetBrushColor(BRUSHOBJ* pbo);
+
+void APIENTRY PATHOBJ_vEnumStart(PATHOBJ* ppo);
+// Fills `ppd` with the next record; FALSE when it was the last one.
+BOOL APIENTRY PATHOBJ_bEnum(PATHOBJ* ppo, PATHDATA* ppd);
+void APIENTRY PATHOBJ_vGetBounds(PATHOBJ* ppo, RECTFX* prectfx);
+void APIENTRY EngDeletePath(PATHOBJ* ppo);
+
+// The clip region's outline as a new path; release with EngDeletePath.
+PATHOBJ* APIENTRY CLIPOBJ_ppoGetPath(CLIPOBJ* pco);
+
+ULONG APIENTRY XFORMOBJ_iGetXform(XFORMOBJ* pxo, XFORML* pxform);
+
+BOOL APIENTRY EngStrokePath(SURFOBJ* pso, PATHOBJ* ppo, CLIPOBJ* pco, XFORMOBJ* pxo, BRUSHOBJ* pbo,
+                            POINTL* pptlBrushOrg, LINEATTRS* plineattrs, MIX mix);
+BOOL APIENTRY EngFillPath(SURFOBJ* pso, PATHOBJ* ppo, CLIPOBJ* pco, BRUSHOBJ* pbo, POINTL* pptlBrushOrg,
+                          MIX mix, FLONG flOptions);
+BOOL APIENTRY EngStrokeAndFillPath(SURFOBJ* pso, PATHOBJ* ppo, CLIPOBJ* pco, XFORMOBJ* pxo,
+                                   BRUSHOBJ* pboStroke, LINEATTRS* plineattrs, BRUSHOBJ* pboFill,
+                                   POINTL* pptlBrushOrg, MIX mixFill, FLONG flOptions);
+BOOL APIENTRY EngLineTo(SURFOBJ* pso, CLIPOBJ* pco, BRUSHOBJ* pbo, LONG x1, LONG y1, LONG x2, LONG y2,
+                        RECTL* prclBounds, MIX mix);
+BOOL APIENTRY EngBitBlt(SURFOBJ* psoTrg, SURFOBJ* psoSrc, SURFOBJ* psoMask, CLIPOBJ* pco, XLATEOBJ* pxlo,
+                        RECTL* prclTrg, POINTL* pptlSrc, POINTL* pptlMask, BRUSHOBJ* pbo,
+                        POINTL* pptlBrush, ROP4 rop4);
 }

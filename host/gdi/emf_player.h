@@ -19,14 +19,30 @@
 
 #include "host/gdi/emf_reader.h"
 #include "host/gdi/emf_records.h"
+#include "platform/winddi.h"
 
 namespace snk::gdi {
 
-// What a page is played onto. Later it holds the driver's function table,
-// the surface and the engine objects the handlers need.
+// What a page is played onto: the page's surface and the drawing entries
+// the engine calls for it, with the signatures of the driver's functions
+// (the surface argument is the target's own). DriverTarget calls the
+// driver; tests record the calls.
 class PlayTarget {
  public:
   virtual ~PlayTarget();
+  virtual SURFOBJ* Surface() = 0;
+  virtual BOOL StrokePath(PATHOBJ* path, CLIPOBJ* clip, XFORMOBJ* xform, BRUSHOBJ* brush,
+                          POINTL* brushOrigin, LINEATTRS* line, MIX mix) = 0;
+  virtual BOOL FillPath(PATHOBJ* path, CLIPOBJ* clip, BRUSHOBJ* brush, POINTL* brushOrigin, MIX mix,
+                        FLONG options) = 0;
+  virtual BOOL StrokeAndFillPath(PATHOBJ* path, CLIPOBJ* clip, XFORMOBJ* xform, BRUSHOBJ* stroke,
+                                 LINEATTRS* line, BRUSHOBJ* fill, POINTL* brushOrigin, MIX mix,
+                                 FLONG options) = 0;
+  virtual BOOL LineTo(CLIPOBJ* clip, BRUSHOBJ* brush, LONG x1, LONG y1, LONG x2, LONG y2, RECTL* bounds,
+                      MIX mix) = 0;
+  virtual BOOL BitBlt(SURFOBJ* source, SURFOBJ* mask, CLIPOBJ* clip, XLATEOBJ* xlate, RECTL* target,
+                      POINTL* sourceOrigin, POINTL* maskOrigin, BRUSHOBJ* brush, POINTL* brushOrigin,
+                      ROP4 rop) = 0;
 };
 
 struct PlayStats {

@@ -7,11 +7,12 @@
 #include <cstdio>
 
 #include "host/gdi/emf_writer.h"
+#include "tests/host/null_target.h"
 
 namespace snk::gdi {
 namespace {
 
-class NullTarget : public PlayTarget {};
+using test::NullTarget;
 
 std::string Printed(const PlayStats& stats) {
   std::FILE* out = std::tmpfile();

@@ -14,6 +14,7 @@
 
 #include "base/byte_string.h"
 #include "host/engine/print_job.h"
+#include "host/gdi/driver_target.h"
 #include "host/gdi/emf_player.h"
 #include "host/gdi/emf_reader.h"
 #include "host/system/host_control.h"
@@ -167,8 +168,6 @@ void SetDialogPolicy(const Options& options) {
   snk::host::SetUiPolicy(policy);
 }
 
-class DriverTarget : public snk::gdi::PlayTarget {};
-
 int Run(const Options& options) {
   std::vector<snk::gdi::EmfFile> pages;
   for (const auto& path : options.pages) {
@@ -208,7 +207,7 @@ int Run(const Options& options) {
     } else {
       snk::gdi::EmfPlayer player;
       snk::gdi::PlayStats stats;
-      DriverTarget target;
+      snk::gdi::DriverTarget target(job);
       bool ok = true;
       for (const auto& page : pages) {
         ok &= job.StartPage();
