@@ -9,11 +9,13 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "base/byte_string.h"
 #include "host/engine/print_job.h"
+#include "host/engine/surface_png.h"
 #include "host/gdi/driver_target.h"
 #include "host/gdi/emf_player.h"
 #include "host/gdi/emf_reader.h"
@@ -168,6 +170,34 @@ void SetDialogPolicy(const Options& options) {
   snk::host::SetUiPolicy(policy);
 }
 
+// Writes each page's surface, as it stands when the page is sent, to
+// DIR/page-0001.png, DIR/page-0002.png, ...
+class SurfaceDumper {
+ public:
+  explicit SurfaceDumper(const std::optional<std::string>& folder) : folder_(folder) {
+    std::error_code ignored;
+    if (folder_) std::filesystem::create_directories(*folder_, ignored);
+  }
+
+  void Dump(const SURFOBJ& surface) {
+    if (!folder_) return;
+    ++page_;
+    if (!surface.pvScan0) {
+      if (page_ == 1) Say(FormatMessage(Msg::NoSurfaceBits));
+      return;
+    }
+    char name[32];
+    std::snprintf(name, sizeof name, "page-%04d.png", page_);
+    const std::string path = (std::filesystem::path(*folder_) / name).string();
+    std::string error;
+    if (!snk::engine::WriteSurfacePng(surface, path, &error)) Say(FormatMessage(Msg::DumpFailed, {path, error}));
+  }
+
+ private:
+  std::optional<std::string> folder_;
+  int page_ = 0;
+};
+
 int Run(const Options& options) {
   std::vector<snk::gdi::EmfFile> pages;
   for (const auto& path : options.pages) {
@@ -209,10 +239,13 @@ int Run(const Options& options) {
       snk::gdi::PlayStats stats;
       snk::gdi::DriverTarget target(job);
       bool ok = true;
+      SurfaceDumper dumper(options.dumpSurface);
       for (const auto& page : pages) {
         ok &= job.StartPage();
         auto pageStats = player.PlayPage(page, target);
         for (const auto& [type, count] : pageStats.notPlayed) stats.notPlayed[type] += count;
+        stats.errors.insert(stats.errors.end(), pageStats.errors.begin(), pageStats.errors.end());
+        dumper.Dump(*job.Surface());
         ok &= job.SendPage();
       }
       ok &= job.EndDoc();
@@ -223,6 +256,10 @@ int Run(const Options& options) {
       if (options.verbose && !stats.notPlayed.empty()) {
         Say(FormatMessage(Msg::NotPlayed));
         snk::gdi::PrintNotPlayed(stats, stderr);
+      }
+      if (options.verbose && !stats.errors.empty()) {
+        Say(FormatMessage(Msg::RecordErrors));
+        for (const auto& line : stats.errors) Say("  " + line);
       }
       if (!ok) {
         Say(FormatMessage(Msg::DriverErrors));

@@ -51,6 +51,8 @@ constexpr MessageEntry kMessages[] = {
      "\n"
      "Other options:\n"
      "  --driver PATH          the driver module (default: snk_drv.so beside snkprint)\n"
+     "  --dump-surface DIR     write each page's engine surface, as it stands when\n"
+     "                         the page is sent, to DIR/page-0001.png, ...\n"
      "  -v, --verbose          report the records that were not played\n"
      "  -h, --help             this text\n"
      "\n"
@@ -72,6 +74,9 @@ constexpr MessageEntry kMessages[] = {
     {Msg::DriverErrors, "the driver reported errors; the document may be incomplete"},
     {Msg::Printed, "printed %s page(s)"},
     {Msg::NotPlayed, "records not played:"},
+    {Msg::DumpFailed, "cannot write the page surface to %s: %s"},
+    {Msg::NoSurfaceBits, "the page surface has no pixels in this mode (GDIPunt=0); nothing dumped"},
+    {Msg::RecordErrors, "records skipped:"},
     {Msg::SettingsFileFailed,
      "could not make the settings file for this job; it goes on with the driver's defaults for "
      "document information, watermark and header and footer"},

@@ -75,7 +75,7 @@ bool ParseSwitch(std::string_view arg, Options& options) {
 constexpr std::string_view kValueOptions[] = {
     "-o", "--output", "--title", "--driver", "--paper", "--dpi", "--set", "--info-title",
     "--info-subject", "--info-author", "--info-keywords", "--info-creator", "--folder",
-    "--pdf-version", "--embed"};
+    "--pdf-version", "--embed", "--dump-surface"};
 
 bool TakesValue(std::string_view arg) {
   for (auto name : kValueOptions)
@@ -91,6 +91,7 @@ bool ParseValueOption(std::string_view arg, const char* v, Options& options, std
   if (arg == "-o" || arg == "--output") text = &options.output;
   else if (arg == "--title") text = &options.title;
   else if (arg == "--driver") text = &options.driver;
+  else if (arg == "--dump-surface") text = &options.dumpSurface;
   else if (arg == "--info-title") text = &job.infoTitle;
   else if (arg == "--info-subject") text = &job.infoSubject;
   else if (arg == "--info-author") text = &job.infoAuthor;

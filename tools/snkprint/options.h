@@ -49,6 +49,7 @@ struct Options {
   std::vector<std::pair<std::string, std::string>> settings;  // --set NAME=VALUE
   JobOptions job;
   std::optional<std::string> driver;
+  std::optional<std::string> dumpSurface;  // folder for each page's surface as PNG
   bool verbose = false;
   bool help = false;
   std::optional<ConfigCommand> config;  // "snkprint config ..."

@@ -1,0 +1,115 @@
+#!/usr/bin/env python3
+"""Prints EMF files and compares the engine's surface with the PDF's rendering.
+
+For each file: snkprint prints it with ImageCompress=0 and --dump-surface,
+qpdf checks the PDF, pdftoppm renders each page without anti-aliasing at the
+job's resolution, and pixagree.py compares surface and rendering page by
+page. One tab-separated line per file:
+
+  file  pages  agree  agree_ink  ink_t1  images  qpdf
+
+(the page figures are the worst over the file's pages; images counts the
+image XObjects in the PDF). Without file arguments the vector files of the
+shared corpus are taken: well-formed, with no bitmaps and no gradients.
+
+  vector_agreement.py [--dpi N] [--jobs N] [--check] [--work DIR] [FILE.emf...]
+
+--check exits 1 when a file fails qpdf or has agree < 0.99 or ink_t1 < 0.97.
+"""
+import argparse
+import concurrent.futures
+import os
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+SOURCE = os.path.dirname(HERE)
+BUILD = os.environ.get('SNK_BUILD', os.path.join(SOURCE, 'build'))
+SHARED = os.environ.get('SNK_SHARED', os.path.join(SOURCE, '..', 'shared'))
+CORPUS = os.path.join(SHARED, 'corpus')
+PIXAGREE = os.path.join(SHARED, 'tools', 'pixagree.py')
+
+AGREE_MIN = 0.99
+INK_T1_MIN = 0.97
+
+
+def vector_files():
+    rows = []
+    with open(os.path.join(CORPUS, 'MANIFEST.tsv'), encoding='utf-8') as f:
+        header = f.readline().rstrip('\n').split('\t')
+        for line in f:
+            row = dict(zip(header, line.rstrip('\n').split('\t')))
+            features = row.get('features', '')
+            if (row['file'].startswith('emf/') and row.get('well_formed') == 'ok'
+                    and 'bitmaps' not in features and 'gradients' not in features
+                    and 'EMF+ only' not in features):
+                rows.append(os.path.join(CORPUS, row['file']))
+    return rows
+
+
+def run(args, **kw):
+    env = dict(os.environ, SOURCE_DATE_EPOCH='1700000000', TZ='UTC')
+    return subprocess.run(args, capture_output=True, text=True, env=env, **kw)
+
+
+def measure(path, dpi, work):
+    name = os.path.basename(path)
+    base = os.path.join(work, os.path.splitext(name)[0])
+    os.makedirs(base, exist_ok=True)
+    pdf = os.path.join(base, 'out.pdf')
+    surface = os.path.join(base, 'surface')
+    printed = run([os.path.join(BUILD, 'snkprint'), path, '-o', pdf, '--dpi', str(dpi),
+                   '--set', 'ImageCompress=0', '--dump-surface', surface, '--no-open'])
+    if printed.returncode != 0 or not os.path.exists(pdf):
+        return {'file': name, 'error': (printed.stderr or printed.stdout).strip()}
+    qpdf = run(['qpdf', '--check', pdf])
+    run(['pdftoppm', '-r', str(dpi), '-aa', 'no', '-aaVector', 'no', '-png', pdf, os.path.join(base, 'render')])
+    renders = sorted(f for f in os.listdir(base) if f.startswith('render'))
+    surfaces = sorted(os.listdir(surface)) if os.path.isdir(surface) else []
+    worst = {'agree': 1.0, 'agree_ink': 1.0, 'ink_t1': 1.0}
+    for s, r in zip(surfaces, renders):
+        out = run([sys.executable, PIXAGREE, os.path.join(surface, s), os.path.join(base, r)]).stdout
+        figures = dict(re.findall(r'(\w+)=([\d.]+)', out))
+        for key in worst:
+            worst[key] = min(worst[key], float(figures.get(key, 0)))
+    with open(pdf, 'rb') as f:
+        images = len(re.findall(rb'/Subtype\s*/Image', f.read()))
+    return {'file': name, 'pages': len(surfaces), 'images': images,
+            'qpdf': 'ok' if qpdf.returncode == 0 else 'FAIL', **worst}
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument('--dpi', type=int, default=300)
+    parser.add_argument('--jobs', type=int, default=os.cpu_count() or 1)
+    parser.add_argument('--check', action='store_true')
+    parser.add_argument('--work')
+    parser.add_argument('files', nargs='*')
+    args = parser.parse_args()
+    if not args.files and not os.path.isdir(CORPUS):
+        print('skipped: the shared corpus is not present at', CORPUS)
+        return 77
+    files = args.files or vector_files()
+    work = args.work or tempfile.mkdtemp(prefix='snk-vector-')
+    failed = []
+    with concurrent.futures.ThreadPoolExecutor(args.jobs) as pool:
+        for result in pool.map(lambda p: measure(p, args.dpi, work), files):
+            if 'error' in result:
+                print(f"{result['file']}\tERROR\t{result['error']}")
+                failed.append(result['file'])
+                continue
+            print('{file}\t{pages}\t{agree:.4f}\t{agree_ink:.4f}\t{ink_t1:.4f}\t{images}\t{qpdf}'.format(**result))
+            if result['qpdf'] != 'ok' or result['agree'] < AGREE_MIN or result['ink_t1'] < INK_T1_MIN:
+                failed.append(result['file'])
+    if not args.work:
+        shutil.rmtree(work, ignore_errors=True)
+    if failed:
+        print('below the bar:', ' '.join(failed))
+    return 1 if args.check and failed else 0
+
+
+if __name__ == '__main__':
+    sys.exit(main())
