@@ -26,6 +26,13 @@ inline constexpr uint32_t HS_CROSS = 4;
 inline constexpr uint32_t HS_DIAGCROSS = 5;
 
 struct SNK_HOST_API HostBrush {
+  HostBrush();
+  HostBrush(const HostBrush& other);
+  HostBrush(HostBrush&& other) noexcept;
+  HostBrush& operator=(const HostBrush& other);
+  HostBrush& operator=(HostBrush&& other) noexcept;
+  ~HostBrush();
+
   static HostBrush Solid(uint32_t color);
   // Foreground pixels take `color`; background pixels take `background`
   // unless the MIX's background byte is R2_NOP (transparent background).

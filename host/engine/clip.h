@@ -23,6 +23,9 @@ namespace snk::engine {
 class SNK_HOST_API HostClip {
  public:
   HostClip(Region region, const RECTL* drawBounds, ULONG uniq);
+  HostClip(const HostClip& other);
+  HostClip& operator=(const HostClip& other);
+  ~HostClip();
 
   // The host clip behind a CLIPOBJ it handed out, or null.
   static HostClip* From(CLIPOBJ* co);

@@ -35,6 +35,7 @@ class SNK_HOST_API HostPath {
   HostPath();
   HostPath(const HostPath& other);
   HostPath& operator=(const HostPath& other);
+  ~HostPath();
 
   // The host path behind a PATHOBJ it handed out, or null for anything else.
   static HostPath* From(PATHOBJ* po);

@@ -45,7 +45,7 @@ class SNK_HOST_API Region {
   // to the nearest pixel; used to carry a region between resolutions.
   Region Transformed(double sx, double sy, double dx, double dy) const;
 
-  friend bool operator==(const Region&, const Region&) = default;
+  friend bool operator==(const Region& a, const Region& b);
 
  private:
   std::vector<RECTL> rects_;

@@ -9,6 +9,9 @@ namespace snk::engine {
 
 struct SNK_HOST_API HostXform {
   HostXform(double m11, double m12, double m21, double m22, double dx, double dy);
+  HostXform(const HostXform& other);
+  HostXform& operator=(const HostXform& other);
+  ~HostXform();
   static HostXform* From(XFORMOBJ* xo);
 
   XFORMOBJ xo{};  // handed to drivers as &xo; kept first
