@@ -1,18 +1,308 @@
-// Placeholder: replaced by the engine's raster operations.
-#include "platform/winddi.h"
+// Drawing entries of the engine on its 24-bit bitmap surfaces, and the
+// painter that applies the raster operations pixel by pixel.
+#include "host/engine/raster.h"
+
+#include <algorithm>
+#include <cstring>
+#include <optional>
+
+#include "host/engine/clip.h"
+#include "host/engine/surface.h"
+
+namespace snk::engine {
+namespace {
+
+constexpr uint8_t kNop = 0xAA;   // result = destination
+constexpr uint8_t kCopy = 0xF0;  // result = pattern
+
+// Writes `count` pixels of one colour; rows of one grey level are a memset.
+void FillPixels(uint8_t* p, int64_t count, const uint8_t color[3]) {
+  if (count <= 0) return;
+  if (color[0] == color[1] && color[1] == color[2]) {
+    std::memset(p, color[0], size_t(count) * 3);
+    return;
+  }
+  p[0] = color[0];
+  p[1] = color[1];
+  p[2] = color[2];
+  // Doubling copies of what is already written.
+  size_t done = 3, total = size_t(count) * 3;
+  while (done < total) {
+    size_t n = std::min(done, total - done);
+    std::memcpy(p + done, p, n);
+    done += n;
+  }
+}
+
+uint8_t ChannelOf(uint32_t color, int c) { return uint8_t(color >> (8 * c)); }
+
+}  // namespace
+
+Painter::Painter(const SURFOBJ& so, const Region* clip) {
+  scan0_ = static_cast<uint8_t*>(so.pvScan0);
+  delta_ = so.lDelta;
+  area_ = RECTL{0, 0, so.sizlBitmap.cx, so.sizlBitmap.cy};
+  if (clip) {
+    RECTL b = clip->Bounds();
+    area_.left = std::max(area_.left, b.left);
+    area_.top = std::max(area_.top, b.top);
+    area_.right = std::min(area_.right, b.right);
+    area_.bottom = std::min(area_.bottom, b.bottom);
+    if (clip->Empty()) area_ = RECTL{0, 0, 0, 0};
+    // A one-rectangle region clips by the area alone.
+    if (!clip->IsRect()) clip_ = clip;
+  }
+  if (area_.right < area_.left) area_.right = area_.left;
+  if (area_.bottom < area_.top) area_.bottom = area_.top;
+}
+
+void Painter::SetBrush(const HostBrush* brush, uint32_t solid, POINTL origin) {
+  brush_ = brush;
+  origin_ = origin;
+  if (brush && brush->kind == BrushKind::Solid) {
+    solid = brush->color;
+    brush_ = nullptr;  // solid brushes take the fast paths
+  }
+  solid_ = solid & 0xFFFFFF;
+  background_ = (brush ? brush->background : 0xFFFFFF) & 0xFFFFFF;
+  prepared_ = false;
+}
+
+void Painter::SetMix(MIX mix) {
+  fgRop_ = Rop2ToRop3(mix & 0xFF);
+  bgRop_ = Rop2ToRop3((mix >> 8) & 0xFF);
+  prepared_ = false;
+}
+
+void Painter::SetRop3(uint8_t rop3) {
+  fgRop_ = bgRop_ = rop3;
+  prepared_ = false;
+}
+
+void Painter::Prepare() {
+  prepared_ = true;
+  if (brush_) return;  // pattern and hatch brushes work pixel by pixel
+  fgConstant_ = !RopUsesDest(fgRop_);
+  for (int c = 0; c < 3; ++c) fgColor_[c] = RopByte(fgRop_, ChannelOf(solid_, c), 0, 0);
+  if (!fgConstant_ && fgRop_ != kNop) fgTable_ = RopTable(fgRop_, solid_, 0);
+  if (bgRop_ != kNop) bgTable_ = RopTable(bgRop_, background_, 0);
+}
+
+void Painter::Span(int32_t y, int32_t x0, int32_t x1) {
+  if (y < area_.top || y >= area_.bottom) return;
+  x0 = std::max(x0, area_.left);
+  x1 = std::min(x1, area_.right);
+  if (x0 >= x1) return;
+  if (!prepared_) Prepare();
+  if (!clip_) {
+    PaintRun(y, x0, x1);
+    return;
+  }
+  // Bands are sorted by top and do not overlap, so their bottoms ascend too.
+  const auto& rects = clip_->Rects();
+  auto it = std::partition_point(rects.begin(), rects.end(), [y](const RECTL& r) { return r.bottom <= y; });
+  for (; it != rects.end() && it->top <= y; ++it) {
+    if (it->right <= x0) continue;
+    if (it->left >= x1) break;
+    PaintRun(y, std::max(x0, it->left), std::min(x1, it->right));
+  }
+}
+
+void Painter::Pixel(int32_t x, int32_t y, bool foreground) {
+  if (x < area_.left || x >= area_.right || y < area_.top || y >= area_.bottom) return;
+  if (clip_ && !clip_->Contains(x, y)) return;
+  if (!prepared_) Prepare();
+  if (foreground) {
+    PaintRun(y, x, x + 1);
+    return;
+  }
+  if (bgRop_ == kNop) return;
+  uint8_t* p = scan0_ + y * delta_ + int64_t{x} * 3;
+  if (brush_) {
+    for (int c = 0; c < 3; ++c) p[c] = RopByte(bgRop_, ChannelOf(background_, c), 0, p[c]);
+  } else {
+    bgTable_.Apply(p);
+  }
+}
+
+void Painter::PaintRun(int32_t y, int32_t x0, int32_t x1) {
+  uint8_t* p = scan0_ + y * delta_ + int64_t{x0} * 3;
+  if (!brush_) {
+    if (fgRop_ == kNop) return;
+    if (fgConstant_) {
+      FillPixels(p, x1 - x0, fgColor_);
+      return;
+    }
+    for (int32_t x = x0; x < x1; ++x, p += 3) fgTable_.Apply(p);
+    return;
+  }
+  for (int32_t x = x0; x < x1; ++x, p += 3) {
+    bool foreground = true;
+    uint32_t color = brush_->PixelAt(x - origin_.x, y - origin_.y, &foreground);
+    uint8_t rop = foreground ? fgRop_ : bgRop_;
+    if (rop == kNop) continue;
+    if (rop == kCopy) {
+      p[0] = ChannelOf(color, 0);
+      p[1] = ChannelOf(color, 1);
+      p[2] = ChannelOf(color, 2);
+      continue;
+    }
+    for (int c = 0; c < 3; ++c) p[c] = RopByte(rop, ChannelOf(color, c), 0, p[c]);
+  }
+}
+
+}  // namespace snk::engine
+
+namespace {
+
+using snk::engine::HostBrush;
+using snk::engine::HostClip;
+using snk::engine::HostPath;
+using snk::engine::HostSurface;
+using snk::engine::HostXform;
+using snk::engine::Painter;
+using snk::engine::Region;
+
+// The bitmap a drawing call paints on, or null when there is nothing to
+// paint on (a device surface, or a surface the engine does not know).
+const SURFOBJ* BitmapOf(SURFOBJ* so) {
+  if (!so) return nullptr;
+  HostSurface* surface = snk::engine::FindSurface(so->hsurf);
+  if (!surface || !surface->so.pvBits || !surface->so.pvScan0) return nullptr;
+  return &surface->so;
+}
+
+// The clip of a call: null for "no clipping" (no clip object, or one that
+// says nothing needs clipping); otherwise the host region, or for a clip
+// object the host did not make, its bounds.
+const Region* ClipOf(CLIPOBJ* pco, std::optional<Region>& storage) {
+  if (!pco || pco->iDComplexity == DC_TRIVIAL) return nullptr;
+  if (HostClip* clip = HostClip::From(pco)) return &clip->region();
+  storage.emplace(pco->rclBounds);
+  return &*storage;
+}
+
+// Sets the painter's brush; false for a brush that cannot be painted with.
+bool SetBrush(Painter& painter, BRUSHOBJ* pbo, POINTL* origin) {
+  if (!pbo) return false;
+  POINTL org = origin ? *origin : POINTL{0, 0};
+  if (const HostBrush* brush = HostBrush::From(pbo)) {
+    painter.SetBrush(brush, 0, org);
+    return true;
+  }
+  // A brush object the host did not make: only its solid colour is known.
+  if (pbo->iSolidColor == 0xFFFFFFFF) return false;
+  painter.SetBrush(nullptr, pbo->iSolidColor, org);
+  return true;
+}
+
+bool Stroke(Painter& painter, const HostPath& path, XFORMOBJ* pxo, const LINEATTRS& attrs) {
+  if (attrs.fl & LA_GEOMETRIC) {
+    snk::engine::StrokeGeometric(painter, path, attrs, HostXform::From(pxo));
+  } else {
+    snk::engine::StrokeCosmetic(painter, path, &attrs);
+  }
+  return true;
+}
+
+bool Empty(const RECTL& r) { return r.left >= r.right || r.top >= r.bottom; }
+
+}  // namespace
 
 extern "C" {
-BOOL APIENTRY EngStrokePath(SURFOBJ*, PATHOBJ*, CLIPOBJ*, XFORMOBJ*, BRUSHOBJ*, POINTL*, LINEATTRS*, MIX) {
+
+BOOL APIENTRY EngStrokePath(SURFOBJ* pso, PATHOBJ* ppo, CLIPOBJ* pco, XFORMOBJ* pxo, BRUSHOBJ* pbo,
+                            POINTL* pptlBrushOrg, LINEATTRS* plineattrs, MIX mix) {
+  HostPath* path = HostPath::From(ppo);
+  if (!pso || !path || !pbo || !plineattrs) return FALSE;
+  const SURFOBJ* so = BitmapOf(pso);
+  if (!so) return TRUE;
+  if (so->iBitmapFormat != BMF_24BPP) return FALSE;
+  std::optional<Region> storage;
+  Painter painter(*so, ClipOf(pco, storage));
+  if (!SetBrush(painter, pbo, pptlBrushOrg)) return FALSE;
+  if (Empty(painter.Area())) return TRUE;
+  painter.SetMix(mix);
+  return Stroke(painter, *path, pxo, *plineattrs) ? TRUE : FALSE;
+}
+
+BOOL APIENTRY EngFillPath(SURFOBJ* pso, PATHOBJ* ppo, CLIPOBJ* pco, BRUSHOBJ* pbo, POINTL* pptlBrushOrg,
+                          MIX mix, FLONG flOptions) {
+  HostPath* path = HostPath::From(ppo);
+  if (!pso || !path || !pbo) return FALSE;
+  const SURFOBJ* so = BitmapOf(pso);
+  if (!so) return TRUE;
+  if (so->iBitmapFormat != BMF_24BPP) return FALSE;
+  std::optional<Region> storage;
+  Painter painter(*so, ClipOf(pco, storage));
+  if (!SetBrush(painter, pbo, pptlBrushOrg)) return FALSE;
+  if (Empty(painter.Area())) return TRUE;
+  painter.SetMix(mix);
+  snk::engine::FillPath(painter, *path, (flOptions & FP_WINDINGMODE) != 0);
   return TRUE;
 }
-BOOL APIENTRY EngFillPath(SURFOBJ*, PATHOBJ*, CLIPOBJ*, BRUSHOBJ*, POINTL*, MIX, FLONG) { return TRUE; }
-BOOL APIENTRY EngStrokeAndFillPath(SURFOBJ*, PATHOBJ*, CLIPOBJ*, XFORMOBJ*, BRUSHOBJ*, LINEATTRS*, BRUSHOBJ*,
-                                   POINTL*, MIX, FLONG) {
+
+BOOL APIENTRY EngStrokeAndFillPath(SURFOBJ* pso, PATHOBJ* ppo, CLIPOBJ* pco, XFORMOBJ* pxo,
+                                   BRUSHOBJ* pboStroke, LINEATTRS* plineattrs, BRUSHOBJ* pboFill,
+                                   POINTL* pptlBrushOrg, MIX mixFill, FLONG flOptions) {
+  HostPath* path = HostPath::From(ppo);
+  if (!pso || !path || !pboStroke || !pboFill || !plineattrs) return FALSE;
+  const SURFOBJ* so = BitmapOf(pso);
+  if (!so) return TRUE;
+  if (so->iBitmapFormat != BMF_24BPP) return FALSE;
+  std::optional<Region> storage;
+  Painter painter(*so, ClipOf(pco, storage));
+  if (!SetBrush(painter, pboFill, pptlBrushOrg)) return FALSE;
+  if (Empty(painter.Area())) return TRUE;
+  painter.SetMix(mixFill);
+  snk::engine::FillPath(painter, *path, (flOptions & FP_WINDINGMODE) != 0);
+  if (!SetBrush(painter, pboStroke, pptlBrushOrg)) return FALSE;
+  return Stroke(painter, *path, pxo, *plineattrs) ? TRUE : FALSE;
+}
+
+BOOL APIENTRY EngLineTo(SURFOBJ* pso, CLIPOBJ* pco, BRUSHOBJ* pbo, LONG x1, LONG y1, LONG x2, LONG y2,
+                        RECTL* /*prclBounds: a hint only*/, MIX mix) {
+  if (!pso || !pbo) return FALSE;
+  const SURFOBJ* so = BitmapOf(pso);
+  if (!so) return TRUE;
+  if (so->iBitmapFormat != BMF_24BPP) return FALSE;
+  std::optional<Region> storage;
+  Painter painter(*so, ClipOf(pco, storage));
+  if (!SetBrush(painter, pbo, nullptr)) return FALSE;
+  if (Empty(painter.Area())) return TRUE;
+  painter.SetMix(mix);
+  snk::engine::CosmeticLine(painter, POINTL{x1, y1}, POINTL{x2, y2});
   return TRUE;
 }
-BOOL APIENTRY EngLineTo(SURFOBJ*, CLIPOBJ*, BRUSHOBJ*, LONG, LONG, LONG, LONG, RECTL*, MIX) { return TRUE; }
-BOOL APIENTRY EngBitBlt(SURFOBJ*, SURFOBJ*, SURFOBJ*, CLIPOBJ*, XLATEOBJ*, RECTL*, POINTL*, POINTL*, BRUSHOBJ*,
-                        POINTL*, ROP4) {
+
+BOOL APIENTRY EngBitBlt(SURFOBJ* psoTrg, SURFOBJ* psoSrc, SURFOBJ* psoMask, CLIPOBJ* pco, XLATEOBJ*,
+                        RECTL* prclTrg, POINTL*, POINTL*, BRUSHOBJ* pbo, POINTL* pptlBrush, ROP4 rop4) {
+  if (!psoTrg || !prclTrg) return FALSE;
+  // Blits from a source or through a mask are not drawn here.
+  if (psoSrc || psoMask) return FALSE;
+  auto rop3 = static_cast<uint8_t>(rop4 & 0xFF);
+  if (snk::engine::RopUsesSource(rop3)) return FALSE;
+  bool usesPattern = snk::engine::RopUsesPattern(rop3);
+  if (usesPattern && !pbo) return FALSE;
+  const SURFOBJ* so = BitmapOf(psoTrg);
+  if (!so) return TRUE;
+  if (so->iBitmapFormat != BMF_24BPP) return FALSE;
+  std::optional<Region> storage;
+  Painter painter(*so, ClipOf(pco, storage));
+  if (usesPattern) {
+    if (!SetBrush(painter, pbo, pptlBrush)) return FALSE;
+  } else {
+    painter.SetBrush(nullptr, 0, POINTL{0, 0});
+  }
+  painter.SetRop3(rop3);
+  // The target rectangle may come with its corners swapped.
+  RECTL r = *prclTrg;
+  if (r.left > r.right) std::swap(r.left, r.right);
+  if (r.top > r.bottom) std::swap(r.top, r.bottom);
+  const RECTL& area = painter.Area();
+  int32_t top = std::max(r.top, area.top), bottom = std::min(r.bottom, area.bottom);
+  for (int32_t y = top; y < bottom; ++y) painter.Span(y, r.left, r.right);
   return TRUE;
 }
-}
+
+}  // extern "C"
