@@ -1,5 +1,6 @@
-// Fuzz target for the EMF reader: the bytes are parsed as an EMF; when the
-// file opens, every record is visited and the player counts the page.
+// Fuzz target for the EMF reader and player: the bytes are parsed as an EMF;
+// when the file opens, every record is visited and the page is played onto a
+// target that enumerates every path and clip path it receives.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -37,6 +38,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   snk::gdi::EmfPlayer player;
   const snk::gdi::PlayStats stats = player.PlayPage(*file, target);
   static std::FILE* devnull = std::fopen("/dev/null", "w");
-  if (devnull) snk::gdi::PrintNotPlayed(stats, devnull);
+  if (devnull) {
+    snk::gdi::PrintNotPlayed(stats, devnull);
+    for (const std::string& line : stats.errors) std::fprintf(devnull, "%s\n", line.c_str());
+    std::fprintf(devnull, "%zu\n", target.points());
+  }
   return 0;
 }

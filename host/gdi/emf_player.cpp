@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/gdi/device_context.h"
+
 namespace snk::gdi {
 
 PlayTarget::~PlayTarget() = default;
@@ -16,18 +18,35 @@ uint64_t PlayStats::NotPlayedTotal() const {
 // Handlers are added here as the player learns record types; a null entry
 // means "not played".
 const EmfPlayer::Table& EmfPlayer::Handlers() {
-  static const Table table{};
+  static const Table table = [] {
+    Table t{};
+    for (uint32_t type = 0; type < t.size(); ++type)
+      if (DeviceContext::Handles(type)) t[type] = &EmfPlayer::PlayInContext;
+    return t;
+  }();
   return table;
+}
+
+EmfPlayer::EmfPlayer() = default;
+EmfPlayer::~EmfPlayer() = default;
+
+bool EmfPlayer::PlayInContext(const EmfRecord& record) {
+  std::string fault;
+  if (dc_->Play(record, &fault)) return true;
+  RecordError(record, fault);
+  return false;
 }
 
 PlayStats EmfPlayer::PlayPage(const EmfFile& file, PlayTarget& target) {
   PlayStats stats;
   target_ = &target;
   stats_ = &stats;
+  dc_ = std::make_unique<DeviceContext>(file.header(), target);
   for (const EmfRecord& record : file) {
     if (record.type == EMR_HEADER || record.type == EMR_EOF) continue;
     PlayRecord(record);
   }
+  dc_.reset();
   target_ = nullptr;
   stats_ = nullptr;
   return stats;

@@ -2,7 +2,8 @@
 //
 // Each record type has a handler in a dispatch table; a handler turns its
 // record into calls on the target (the driver's Drv* functions on a surface
-// with engine objects). A record whose type has no handler is counted as not
+// with engine objects). The drawing records are played in a DeviceContext
+// (device_context.h), made anew for each page. A record whose type has no handler is counted as not
 // played. EMR_HEADER and EMR_EOF frame the page and are never counted.
 // Records come from an EmfFile, so their sizes are checked; handlers read
 // fields through EmfRecord::Reader and report a record too short for its
@@ -13,6 +14,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -55,8 +57,13 @@ struct PlayStats {
   uint64_t NotPlayedTotal() const;
 };
 
+class DeviceContext;
+
 class EmfPlayer {
  public:
+  EmfPlayer();
+  ~EmfPlayer();
+
   // Plays every record of `file` from after EMR_HEADER up to EMR_EOF.
   PlayStats PlayPage(const EmfFile& file, PlayTarget& target);
 
@@ -69,7 +76,10 @@ class EmfPlayer {
   static const Table& Handlers();
   void PlayRecord(const EmfRecord& record);
   void RecordError(const EmfRecord& record, std::string_view fault);
+  // Every record the device context knows goes through here.
+  bool PlayInContext(const EmfRecord& record);
 
+  std::unique_ptr<DeviceContext> dc_;
   PlayTarget* target_ = nullptr;
   PlayStats* stats_ = nullptr;
 };

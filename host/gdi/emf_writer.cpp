@@ -154,6 +154,109 @@ void EmfWriter::ExtCreateFontIndirectW(uint32_t handle, const EmfFont& font) {
 void EmfWriter::SelectObject(uint32_t handle) { AddU32s(EMR_SELECTOBJECT, {handle}); }
 void EmfWriter::DeleteObject(uint32_t handle) { AddU32s(EMR_DELETEOBJECT, {handle}); }
 
+void EmfWriter::SetWorldTransform(const float xform[6]) {
+  std::vector<std::byte> payload;
+  Sink sink(payload);
+  for (int i = 0; i < 6; ++i) sink.F32(xform[i]);
+  Add(EMR_SETWORLDTRANSFORM, payload);
+}
+
+void EmfWriter::ModifyWorldTransform(const float xform[6], uint32_t mode) {
+  std::vector<std::byte> payload;
+  Sink sink(payload);
+  for (int i = 0; i < 6; ++i) sink.F32(xform[i]);
+  sink.U32(mode);
+  Add(EMR_MODIFYWORLDTRANSFORM, payload);
+}
+
+// ihPen, offBmi, cbBmi, offBits, cbBits, then LogPenEx (style, width, brush
+// style, colour, hatch, style entry count, entries).
+void EmfWriter::ExtCreatePen(uint32_t handle, uint32_t style, uint32_t width, COLORREF color,
+                             std::span<const uint32_t> userStyle) {
+  UseHandle(handle);
+  std::vector<std::byte> payload;
+  Sink sink(payload);
+  for (uint32_t v : {handle, 0u, 0u, 0u, 0u, style, width, 0u, color, 0u}) sink.U32(v);
+  sink.U32(static_cast<uint32_t>(userStyle.size()));
+  for (uint32_t v : userStyle) sink.U32(v);
+  Add(EMR_EXTCREATEPEN, payload);
+}
+
+void EmfWriter::RectRecord(uint32_t type, RECTL box) {
+  std::vector<std::byte> payload;
+  Sink(payload).Rect(box);
+  Add(type, payload);
+}
+
+std::vector<std::byte> EmfWriter::RegionData(std::span<const RECTL> rects) {
+  std::vector<std::byte> data;
+  Sink sink(data);
+  RECTL bound = rects.empty() ? RECTL{} : rects[0];
+  for (const RECTL& r : rects) {
+    bound.left = std::min(bound.left, r.left);
+    bound.top = std::min(bound.top, r.top);
+    bound.right = std::max(bound.right, r.right);
+    bound.bottom = std::max(bound.bottom, r.bottom);
+  }
+  sink.U32(32);
+  sink.U32(1);
+  sink.U32(static_cast<uint32_t>(rects.size()));
+  sink.U32(static_cast<uint32_t>(rects.size() * 16));
+  sink.Rect(bound);
+  for (const RECTL& r : rects) sink.Rect(r);
+  return data;
+}
+
+void EmfWriter::ExtSelectClipRgn(std::span<const RECTL> rects, uint32_t mode) {
+  std::vector<std::byte> payload;
+  Sink sink(payload);
+  const std::vector<std::byte> data = rects.empty() ? std::vector<std::byte>{} : RegionData(rects);
+  sink.U32(static_cast<uint32_t>(data.size()));
+  sink.U32(mode);
+  payload.insert(payload.end(), data.begin(), data.end());
+  Add(EMR_EXTSELECTCLIPRGN, payload);
+}
+
+void EmfWriter::RegionRecord(uint32_t type, std::span<const RECTL> rects, uint32_t brush) {
+  std::vector<std::byte> payload;
+  Sink sink(payload);
+  const std::vector<std::byte> data = RegionData(rects);
+  sink.Rect(kNoBounds);
+  sink.U32(static_cast<uint32_t>(data.size()));
+  if (type == EMR_FILLRGN) sink.U32(brush);
+  payload.insert(payload.end(), data.begin(), data.end());
+  Add(type, payload);
+}
+
+void EmfWriter::Poly(uint32_t type, std::span<const POINTL> points) {
+  std::vector<std::byte> payload;
+  Sink sink(payload);
+  sink.Rect(kNoBounds);
+  sink.U32(static_cast<uint32_t>(points.size()));
+  for (const POINTL& p : points) {
+    sink.I32(p.x);
+    sink.I32(p.y);
+  }
+  Add(type, payload);
+}
+
+void EmfWriter::PolyPoly(uint32_t type, std::span<const std::vector<POINTL>> polys) {
+  std::vector<std::byte> payload;
+  Sink sink(payload);
+  sink.Rect(kNoBounds);
+  size_t total = 0;
+  for (const auto& poly : polys) total += poly.size();
+  sink.U32(static_cast<uint32_t>(polys.size()));
+  sink.U32(static_cast<uint32_t>(total));
+  for (const auto& poly : polys) sink.U32(static_cast<uint32_t>(poly.size()));
+  for (const auto& poly : polys)
+    for (const POINTL& p : poly) {
+      sink.I32(p.x);
+      sink.I32(p.y);
+    }
+  Add(type, payload);
+}
+
 void EmfWriter::Rectangle(RECTL box) {
   AddU32s(EMR_RECTANGLE, {static_cast<uint32_t>(box.left), static_cast<uint32_t>(box.top),
                           static_cast<uint32_t>(box.right), static_cast<uint32_t>(box.bottom)});

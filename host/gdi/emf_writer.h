@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <span>
 #include <string>
 #include <string_view>
@@ -93,6 +94,33 @@ class EmfWriter {
   void ExtCreateFontIndirectW(uint32_t handle, const EmfFont& font);
   void SelectObject(uint32_t handle);  // an index or kStockObject | n
   void DeleteObject(uint32_t handle);
+
+  // A state record of 32-bit fields ("SETROP2", "SETPOLYFILLMODE", ...).
+  void State(uint32_t type, std::initializer_list<uint32_t> fields) { AddU32s(type, fields); }
+  // EMR_SETWORLDTRANSFORM, and EMR_MODIFYWORLDTRANSFORM with its mode.
+  void SetWorldTransform(const float xform[6]);
+  void ModifyWorldTransform(const float xform[6], uint32_t mode);
+  // EXTCREATEPEN with a solid brush; no bitmap.
+  void ExtCreatePen(uint32_t handle, uint32_t style, uint32_t width, COLORREF color,
+                    std::span<const uint32_t> userStyle = {});
+
+  // Records without fields: EMR_BEGINPATH, EMR_ENDPATH, EMR_CLOSEFIGURE,
+  // EMR_ABORTPATH, EMR_FLATTENPATH, EMR_WIDENPATH, EMR_SAVEDC...
+  void Bare(uint32_t type) { AddU32s(type, {}); }
+  // EMR_FILLPATH, EMR_STROKEPATH, EMR_STROKEANDFILLPATH (with empty bounds).
+  void PathOp(uint32_t type) { AddU32s(type, {0, 0, 0xFFFFFFFFu, 0xFFFFFFFFu}); }
+  // EMR_INTERSECTCLIPRECT / EMR_EXCLUDECLIPRECT and any record of one RECTL.
+  void RectRecord(uint32_t type, RECTL box);
+  // EMR_EXTSELECTCLIPRGN with RGNDATA of the rectangles (none: no data).
+  void ExtSelectClipRgn(std::span<const RECTL> rects, uint32_t mode);
+  // EMR_FILLRGN (brush given), EMR_PAINTRGN and EMR_INVERTRGN (brush 0 unused).
+  void RegionRecord(uint32_t type, std::span<const RECTL> rects, uint32_t brush = 0);
+  // The 32-bit poly records (EMR_POLYLINE, EMR_POLYGON, EMR_POLYBEZIER, ...).
+  void Poly(uint32_t type, std::span<const POINTL> points);
+  // EMR_POLYPOLYGON / EMR_POLYPOLYLINE.
+  void PolyPoly(uint32_t type, std::span<const std::vector<POINTL>> polys);
+  // RGNDATA bytes for the rectangles.
+  static std::vector<std::byte> RegionData(std::span<const RECTL> rects);
 
   void Rectangle(RECTL box);
   void Ellipse(RECTL box);

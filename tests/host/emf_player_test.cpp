@@ -1,4 +1,4 @@
-// EMF player, first part: every record between EMR_HEADER and EMR_EOF is
+// EMF player: records the device context knows are played, the others are
 // counted as not played, by type, and listed by name.
 #include "host/gdi/emf_player.h"
 
@@ -31,22 +31,21 @@ TEST(EmfPlayer, CountsNotPlayedRecordsByType) {
   writer.Rectangle({0, 0, 10, 10});
   writer.SelectObject(kStockObject | 7);
   writer.DeleteObject(1);
+  writer.ExtTextOutW(10, 10, u"hi");
+  writer.Add(EMR_BITBLT, {});
   writer.Add(300, {});  // unknown type
   const auto file = EmfFile::Parse("p.emf", writer.Finish(), nullptr);
   ASSERT_TRUE(file);
   NullTarget target;
   const PlayStats stats = EmfPlayer().PlayPage(*file, target);
-  EXPECT_EQ(stats.played, 0u);
+  EXPECT_EQ(stats.played, 5u);
   EXPECT_TRUE(stats.errors.empty());
-  const std::map<uint32_t, uint64_t> expected = {
-      {EMR_CREATEPEN, 1}, {EMR_SELECTOBJECT, 2}, {EMR_RECTANGLE, 1}, {EMR_DELETEOBJECT, 1}, {300, 1}};
+  const std::map<uint32_t, uint64_t> expected = {{EMR_EXTTEXTOUTW, 1}, {EMR_BITBLT, 1}, {300, 1}};
   EXPECT_EQ(stats.notPlayed, expected);
-  EXPECT_EQ(stats.NotPlayedTotal(), 6u);
+  EXPECT_EQ(stats.NotPlayedTotal(), 3u);
   EXPECT_EQ(Printed(stats),
-            "  EMR_CREATEPEN: 1\n"
-            "  EMR_DELETEOBJECT: 1\n"
-            "  EMR_RECTANGLE: 1\n"
-            "  EMR_SELECTOBJECT: 2\n"
+            "  EMR_BITBLT: 1\n"
+            "  EMR_EXTTEXTOUTW: 1\n"
             "  EMR_UNKNOWN_300: 1\n");
 }
 

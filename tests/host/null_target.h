@@ -1,5 +1,6 @@
 // A play target that accepts every drawing call without drawing, for tests
-// and fuzzing of the player.
+// and fuzzing of the player. It enumerates every path and clip path it is
+// given, the way a driver reads them, so that fuzzing reaches that code.
 #pragma once
 
 #include "host/gdi/emf_player.h"
@@ -11,20 +12,50 @@ class NullTarget : public gdi::PlayTarget {
  public:
   NullTarget() { surface_.sizlBitmap = {1000, 1000}; }
   SURFOBJ* Surface() override { return &surface_; }
-  BOOL StrokePath(PATHOBJ*, CLIPOBJ*, XFORMOBJ*, BRUSHOBJ*, POINTL*, LINEATTRS*, MIX) override { return TRUE; }
-  BOOL FillPath(PATHOBJ*, CLIPOBJ*, BRUSHOBJ*, POINTL*, MIX, FLONG) override { return TRUE; }
-  BOOL StrokeAndFillPath(PATHOBJ*, CLIPOBJ*, XFORMOBJ*, BRUSHOBJ*, LINEATTRS*, BRUSHOBJ*, POINTL*, MIX,
-                         FLONG) override {
-    return TRUE;
+  BOOL StrokePath(PATHOBJ* po, CLIPOBJ* co, XFORMOBJ*, BRUSHOBJ*, POINTL*, LINEATTRS*, MIX) override {
+    return Read(po, co);
   }
-  BOOL LineTo(CLIPOBJ*, BRUSHOBJ*, LONG, LONG, LONG, LONG, RECTL*, MIX) override { return TRUE; }
-  BOOL BitBlt(SURFOBJ*, SURFOBJ*, CLIPOBJ*, XLATEOBJ*, RECTL*, POINTL*, POINTL*, BRUSHOBJ*, POINTL*,
+  BOOL FillPath(PATHOBJ* po, CLIPOBJ* co, BRUSHOBJ*, POINTL*, MIX, FLONG) override { return Read(po, co); }
+  BOOL StrokeAndFillPath(PATHOBJ* po, CLIPOBJ* co, XFORMOBJ*, BRUSHOBJ*, LINEATTRS*, BRUSHOBJ*, POINTL*, MIX,
+                         FLONG) override {
+    return Read(po, co);
+  }
+  BOOL LineTo(CLIPOBJ* co, BRUSHOBJ*, LONG, LONG, LONG, LONG, RECTL*, MIX) override {
+    return Read(nullptr, co);
+  }
+  BOOL BitBlt(SURFOBJ*, SURFOBJ*, CLIPOBJ* co, XLATEOBJ*, RECTL*, POINTL*, POINTL*, BRUSHOBJ*, POINTL*,
               ROP4) override {
+    return Read(nullptr, co);
+  }
+
+  // Points enumerated so far.
+  size_t points() const { return points_; }
+
+ private:
+  void Enumerate(PATHOBJ* po) {
+    PATHOBJ_vEnumStart(po);
+    PATHDATA data{};
+    BOOL more = TRUE;
+    while (more) {
+      more = PATHOBJ_bEnum(po, &data);
+      for (ULONG i = 0; i < data.count; ++i) sum_ += data.pptfx[i].x ^ data.pptfx[i].y;
+      points_ += data.count;
+    }
+  }
+  BOOL Read(PATHOBJ* po, CLIPOBJ* co) {
+    if (po) Enumerate(po);
+    if (co && co->iDComplexity != DC_TRIVIAL) {
+      if (PATHOBJ* clipPath = CLIPOBJ_ppoGetPath(co)) {
+        Enumerate(clipPath);
+        EngDeletePath(clipPath);
+      }
+    }
     return TRUE;
   }
 
- private:
   SURFOBJ surface_{};
+  size_t points_ = 0;
+  long sum_ = 0;
 };
 
 }  // namespace snk::test

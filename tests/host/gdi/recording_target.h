@@ -1,0 +1,140 @@
+// A play target that records each drawing call with what the driver would
+// see of it: the path's points as enumerated, the clip, the line attributes,
+// the mix or ROP and the brush colour.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/engine/clip.h"
+#include "host/engine/path.h"
+#include "host/engine/region.h"
+#include "host/engine/xform.h"
+#include "host/gdi/emf_player.h"
+
+namespace snk::test {
+
+struct RecordedCall {
+  std::string kind;  // "stroke", "fill", "strokefill", "lineto", "bitblt"
+  // Enumerated path records: flags and points in pixels (28.4 / 16).
+  struct Run {
+    FLONG flags = 0;
+    std::vector<std::pair<double, double>> points;
+  };
+  std::vector<Run> runs;
+  BYTE clipComplexity = 0;
+  RECTL clipBounds{};
+  engine::Region clipRegion;
+  bool hasLine = false;
+  LINEATTRS line{};
+  std::vector<FLOAT_LONG> style;
+  bool hasXform = false;
+  double xform[6] = {};
+  MIX mix = 0;
+  ROP4 rop = 0;
+  ULONG strokeColor = 0xFFFFFFFF;
+  ULONG fillColor = 0xFFFFFFFF;
+  FLONG fillOptions = 0;
+  RECTL target{};  // LineTo: bounds; BitBlt: target rectangle
+  LONG x1 = 0, y1 = 0, x2 = 0, y2 = 0;
+
+  // All points of all runs.
+  std::vector<std::pair<double, double>> Points() const {
+    std::vector<std::pair<double, double>> all;
+    for (const Run& r : runs) all.insert(all.end(), r.points.begin(), r.points.end());
+    return all;
+  }
+};
+
+class RecordingTarget : public gdi::PlayTarget {
+ public:
+  explicit RecordingTarget(LONG width = 1000, LONG height = 1000) { surface_.sizlBitmap = {width, height}; }
+  SURFOBJ* Surface() override { return &surface_; }
+
+  BOOL StrokePath(PATHOBJ* po, CLIPOBJ* co, XFORMOBJ* xo, BRUSHOBJ* bo, POINTL*, LINEATTRS* la,
+                  MIX mix) override {
+    RecordedCall& c = Start("stroke", po, co);
+    Line(c, xo, la);
+    c.strokeColor = bo->iSolidColor;
+    c.mix = mix;
+    return TRUE;
+  }
+  BOOL FillPath(PATHOBJ* po, CLIPOBJ* co, BRUSHOBJ* bo, POINTL*, MIX mix, FLONG options) override {
+    RecordedCall& c = Start("fill", po, co);
+    c.fillColor = bo->iSolidColor;
+    c.mix = mix;
+    c.fillOptions = options;
+    return TRUE;
+  }
+  BOOL StrokeAndFillPath(PATHOBJ* po, CLIPOBJ* co, XFORMOBJ* xo, BRUSHOBJ* stroke, LINEATTRS* la,
+                         BRUSHOBJ* fill, POINTL*, MIX mix, FLONG options) override {
+    RecordedCall& c = Start("strokefill", po, co);
+    Line(c, xo, la);
+    c.strokeColor = stroke->iSolidColor;
+    c.fillColor = fill->iSolidColor;
+    c.mix = mix;
+    c.fillOptions = options;
+    return TRUE;
+  }
+  BOOL LineTo(CLIPOBJ* co, BRUSHOBJ* bo, LONG x1, LONG y1, LONG x2, LONG y2, RECTL* bounds,
+              MIX mix) override {
+    RecordedCall& c = Start("lineto", nullptr, co);
+    c.strokeColor = bo->iSolidColor;
+    c.x1 = x1, c.y1 = y1, c.x2 = x2, c.y2 = y2;
+    c.target = *bounds;
+    c.mix = mix;
+    return TRUE;
+  }
+  BOOL BitBlt(SURFOBJ*, SURFOBJ*, CLIPOBJ* co, XLATEOBJ*, RECTL* target, POINTL*, POINTL*, BRUSHOBJ* bo,
+              POINTL*, ROP4 rop) override {
+    RecordedCall& c = Start("bitblt", nullptr, co);
+    c.target = *target;
+    c.rop = rop;
+    if (bo) c.fillColor = bo->iSolidColor;
+    return TRUE;
+  }
+
+  std::vector<RecordedCall> calls;
+
+ private:
+  RecordedCall& Start(const char* kind, PATHOBJ* po, CLIPOBJ* co) {
+    RecordedCall& c = calls.emplace_back();
+    c.kind = kind;
+    if (po) {
+      engine::HostPath* path = engine::HostPath::From(po);
+      path->EnumStart();
+      PATHDATA data{};
+      BOOL more = TRUE;
+      while (more) {
+        more = path->Enum(&data);
+        RecordedCall::Run run;
+        run.flags = data.flags;
+        for (ULONG i = 0; i < data.count; ++i)
+          run.points.emplace_back(data.pptfx[i].x / 16.0, data.pptfx[i].y / 16.0);
+        if (data.count > 0) c.runs.push_back(run);
+      }
+    }
+    if (co) {
+      c.clipComplexity = co->iDComplexity;
+      c.clipBounds = co->rclBounds;
+      c.clipRegion = engine::HostClip::From(co)->region();
+    }
+    return c;
+  }
+  static void Line(RecordedCall& c, XFORMOBJ* xo, LINEATTRS* la) {
+    c.hasLine = true;
+    c.line = *la;
+    if (la->pstyle) c.style.assign(la->pstyle, la->pstyle + la->cstyle);
+    c.line.pstyle = nullptr;
+    if (xo) {
+      const engine::HostXform* x = engine::HostXform::From(xo);
+      c.hasXform = true;
+      const double v[6] = {x->m11, x->m12, x->m21, x->m22, x->dx, x->dy};
+      std::copy(v, v + 6, c.xform);
+    }
+  }
+
+  SURFOBJ surface_{};
+};
+
+}  // namespace snk::test
