@@ -111,10 +111,15 @@ bool CKMC_Document::StartDocument(const char16_t* name, uint32_t /*jobId*/) {
 void CKMC_Document::StartPage() {
   if (jobCancelled) return;
   BeginPageContent();
+  graphics.StartPage();
 }
 
-void CKMC_Document::EndPage(SURFOBJ* /*surface*/) {
+void CKMC_Document::EndPage(SURFOBJ* surface) {
   if (jobCancelled) return;
+  // What the engine drew and an open text object go in before the clip's
+  // last "Q ".
+  graphics.FlushDeferredBitmaps(surface);
+  graphics.CloseTextRun(graphics.Stream());
   FinishPage();
 }
 

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "base/byte_string.h"
+#include "graphics/graphics.h"
 #include "platform/winddi.h"
 #include "writer/document_writer.h"
 
@@ -86,4 +87,7 @@ class CKMC_Document : public CKMC_DocumentWriter {
   // Job map data.
   uint32_t expectedPages = 1;
   uint32_t showStatus = 1;
+
+  // The vector drawing of the job's pages; it reads the job's switches.
+  CKMC_Graphics graphics{*this, gdiPunt, jobCancelled};
 };

@@ -1,0 +1,67 @@
+// The clip of the content stream.
+//
+// A clip is a "q " that stays open for as many drawing calls as share it.
+// Whether it changed is decided on the text of its operators, not on GDI's
+// identity number, which may change for an equal region.
+#include "base/number_format.h"
+#include "graphics/graphics.h"
+
+namespace {
+
+// Whether a rectangular clip leaves the drawing within `bounds` alone. The
+// right and bottom edges may fall one pixel short.
+bool RectClipCovers(const RECTL& clip, const RECTL& bounds) {
+  return clip.left <= bounds.left && clip.right >= bounds.right - 1 && clip.top <= bounds.top &&
+         clip.bottom >= bounds.bottom - 1;
+}
+
+}  // namespace
+
+void CKMC_Graphics::SelectClip(SURFOBJ* surface, CLIPOBJ* clip, const RECTL* bounds) {
+  if (Cancelled()) return;
+
+  const bool none = !clip || clip->iDComplexity == DC_TRIVIAL ||
+                    (clip->iDComplexity == DC_RECT && bounds && RectClipCovers(clip->rclBounds, *bounds));
+  if (none) {
+    if (writer_.clipIdentity == 0) return;
+    FlushDeferredBitmaps(surface);
+    CKM_BinaryBuf& out = Stream();
+    CloseTextRun(out);
+    out.AppendString("Q ");
+    ResetGraphicCache();
+    writer_.clipIdentity = 0;
+    clipText.Empty();
+    return;
+  }
+
+  // A region without an identity still counts as a clip in force.
+  const uint32_t oldIdentity = writer_.clipIdentity;
+  writer_.clipIdentity = clip->iUniq ? clip->iUniq : 0xFFFFFFFF;
+
+  // The bounds rectangle intersected with the region's outline, both under
+  // the even-odd rule.
+  double left = clip->rclBounds.left, bottom = clip->rclBounds.bottom;
+  double right = clip->rclBounds.right, top = clip->rclBounds.top;
+  DeviceToUser(left, bottom);
+  DeviceToUser(right, top);
+  std::string text = snk::FormatNumber(left) + ' ' + snk::FormatNumber(bottom) + ' ' +
+                     snk::FormatNumber(right - left) + ' ' + snk::FormatNumber(top - bottom) + " re W* n ";
+  PATHOBJ* outline = CLIPOBJ_ppoGetPath(clip);
+  text += WritePathOperators(outline, true).view();
+  if (outline) EngDeletePath(outline);
+
+  CKM_ByteString newText(std::move(text));
+  if (newText == clipText) return;
+
+  FlushDeferredBitmaps(surface);
+  CKM_BinaryBuf& out = Stream();
+  CloseTextRun(out);
+  if (oldIdentity != 0) {
+    out.AppendString("Q ");
+    ResetGraphicCache();
+  }
+  clipText = newText;
+  out.AppendString("q ");
+  out.AppendString(clipText.view());
+  out.AppendString("W* n\n");
+}

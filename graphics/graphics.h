@@ -1,0 +1,165 @@
+// CKMC_Graphics: the vector side of a job's drawing calls.
+//
+// It turns the drawing entries' paths, lines, clips and solid rectangles into
+// operators of the current page's content stream, and keeps the graphic
+// state that the stream holds (colours, line width, dash, clip) so that no
+// operator is written twice. Coordinates are scaled to points and flipped
+// as they are written; the page content has no page-wide " cm ".
+//
+// What cannot be expressed as PDF operators is left to the engine, which
+// draws it on the page surface; its area goes to the dirty list, from which
+// it will be cut as an image before the next vector object.
+//
+// One object per job (owned by CKMC_Document); all calls come on the one
+// thread that draws the job.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+#include "base/binary_buf.h"
+#include "base/byte_string.h"
+#include "platform/winddi.h"
+#include "writer/document_writer.h"
+
+// A growable list of pixel rectangles (left, top, right, bottom; right and
+// bottom exclusive). A full list grows by 256 entries; when that memory
+// cannot be had, the rectangle is dropped. Clearing keeps the storage.
+class CKMC_RectList {
+ public:
+  static constexpr uint32_t kGrowth = 256;
+
+  void Add(const RECTL& rect);
+  void Clear() { count_ = 0; }
+  int32_t Count() const { return count_; }
+  uint32_t Capacity() const { return capacity_; }
+  const RECTL& operator[](int32_t i) const { return rects_[i]; }
+  const RECTL* begin() const { return rects_.get(); }
+  const RECTL* end() const { return rects_.get() + count_; }
+
+ private:
+  int32_t count_ = 0;
+  std::unique_ptr<RECTL[]> rects_;
+  uint32_t capacity_ = 0;
+};
+
+// Whether a raster operation's result depends on the destination: the low
+// byte m of a ROP or MIX, read as a ternary table, differs between D = 0
+// and D = 1 somewhere.
+inline bool ReadsDestination(ULONG rop) {
+  ULONG m = rop & 0xFF;
+  return (m & 0x55) != ((m >> 1) & 0x55);
+}
+
+// A path's bounds in whole pixels: left and top truncated, right and bottom
+// rounded up, from 28.4 fixed point.
+RECTL PixelBounds(const RECTFX& bounds);
+
+class CKMC_Graphics {
+ public:
+  // The switches are the job's own: `gdiPunt` says that the engine draws
+  // every call on the page surface too, `jobCancelled` that nothing is to be
+  // written any more. Both are read at each call.
+  CKMC_Graphics(CKMC_DocumentWriter& writer, const uint32_t& gdiPunt, const uint32_t& jobCancelled);
+  CKMC_Graphics(const CKMC_Graphics&) = delete;
+  CKMC_Graphics& operator=(const CKMC_Graphics&) = delete;
+
+  // ---- graphic state (graphic_state.cpp)
+
+  // A new page: no clip open, nothing known about the stream's state.
+  void StartPage();
+  // The page's content, opened if a drawing call comes before any page.
+  CKM_BinaryBuf& Stream();
+
+  // Device pixels to points, y flipped about the page height.
+  void DeviceToUser(double& x, double& y) const;
+  double ScaleLength(double length) const { return length * writer_.pixelToPoint; }
+
+  void SetStrokeColor(CKM_BinaryBuf& out, uint32_t color);
+  void SetFillColor(CKM_BinaryBuf& out, uint32_t color);
+  void SetLineWidth(CKM_BinaryBuf& out, double width);
+  void SetDash(CKM_BinaryBuf& out, const CKM_ByteString& dash);
+  // Forgets colours, width and dash; to be called after every "Q ".
+  void ResetGraphicCache();
+
+  // Ends a text object that the text output left open, so that other
+  // operators never land inside "BT " ... "ET".
+  void CloseTextRun(CKM_BinaryBuf& out);
+
+  // ---- paths and lines (path_painting.cpp)
+
+  // One path as stroke, fill or both; a null brush means that part is not
+  // painted. `mix` gives the stroke's raster operation in its low byte and
+  // the fill's in its second byte.
+  void PaintPath(SURFOBJ* surface, PATHOBJ* path, XFORMOBJ* xform, BRUSHOBJ* strokeBrush, BRUSHOBJ* fillBrush,
+                 LINEATTRS* line, MIX mix, FLONG fillOptions);
+  // The operators of a whole path, points in 28.4 fixed point; mapped to
+  // points when `map` is set, else in device units.
+  CKM_ByteString WritePathOperators(PATHOBJ* path, bool map) const;
+  // A one-pixel line between the centres of two pixels.
+  void PaintLine(SURFOBJ* surface, LONG x1, LONG y1, LONG x2, LONG y2, BRUSHOBJ* brush, MIX mix);
+  void AddDirtyLine(LONG x1, LONG y1, LONG x2, LONG y2);
+
+  // ---- clipping (clipping.cpp)
+
+  // Makes the content stream's clip that of `clip`, for a drawing within
+  // `bounds` (null: unknown).
+  void SelectClip(SURFOBJ* surface, CLIPOBJ* clip, const RECTL* bounds);
+
+  // ---- brushes and rectangles (brushes.cpp)
+
+  // The colour a path's brush paints with under the four-bit raster
+  // operation `op`, or nothing when PDF cannot express it.
+  std::optional<uint32_t> StrokeColorFor(BRUSHOBJ* brush, uint32_t op) const;
+  std::optional<uint32_t> FillColorFor(BRUSHOBJ* brush, uint32_t op) const;
+  // A blit without source and mask as a filled rectangle: 1 if done (or
+  // nothing is to be done), 0 if its ROP or brush cannot be expressed.
+  int PaintRectangle(SURFOBJ* surface, const RECTL& rect, BRUSHOBJ* brush, ROP4 rop);
+
+  // ---- areas drawn by the engine (deferred_bitmaps.cpp)
+
+  // Records an area of the surface that the PDF must show as an image.
+  // Clamps `rect` to the page, in place.
+  void AddDirtyRect(RECTL& rect);
+  // Brings what the engine drew so far into the content stream, below what
+  // comes next.
+  void FlushDeferredBitmaps(SURFOBJ* surface);
+  // A blit with a source bitmap while the engine does not draw: the place
+  // where the source will be captured as an image. Draws nothing yet.
+  void TransferBitmap(SURFOBJ* source, const RECTL& target, const POINTL* sourceOrigin);
+
+  // ---- state
+
+  // The state of the content stream as last written.
+  bool strokeColorKnown = false;
+  bool fillColorKnown = false;
+  bool lineWidthKnown = false;
+  uint32_t strokeColor = 0;
+  uint32_t fillColor = 0;
+  double lineWidth = 0;
+  CKM_ByteString dash;
+  // Remembered across "Q ": the last colours set, and the colour of the
+  // last blit's brush, which the mask-pen fill paints with.
+  uint32_t lastFillColor = 0;
+  uint32_t lastStrokeColor = 0;
+  // The clip operators in force; the writer's clipIdentity says whether a
+  // clip's "q " is open.
+  CKM_ByteString clipText;
+  // Surface areas the engine drew that are not yet in the content stream.
+  CKMC_RectList dirtyRegion;
+  // Set by the text output while a "BT " is open.
+  bool textRunOpen = false;
+
+ private:
+  bool Cancelled() const { return jobCancelled_ != 0; }
+  // Images queued while the engine does not draw; none are queued yet.
+  void FlushPendingImages();
+  // Cuts the listed areas from the surface as images; the list stays until
+  // that exists.
+  void CaptureDirtyAreas(SURFOBJ* surface);
+
+  CKMC_DocumentWriter& writer_;
+  const uint32_t& gdiPunt_;
+  const uint32_t& jobCancelled_;
+};
