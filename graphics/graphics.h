@@ -44,6 +44,12 @@ class CKMC_RectList {
   uint32_t capacity_ = 0;
 };
 
+// Rewrites a list as bands of rectangles that do not overlap, covering the
+// same pixels: each run of set pixels in a band of equal rows becomes one
+// rectangle. 501 or more entries become their bounding box; a result with
+// more rectangles than the list had leaves the list as it was.
+void NormalizeRectList(CKMC_RectList& list);
+
 // Whether a raster operation's result depends on the destination: the low
 // byte m of a ROP or MIX, read as a ternary table, differs between D = 0
 // and D = 1 somewhere.
@@ -60,8 +66,14 @@ class CKMC_Graphics {
  public:
   // The switches are the job's own: `gdiPunt` says that the engine draws
   // every call on the page surface too, `jobCancelled` that nothing is to be
-  // written any more. Both are read at each call.
+  // written any more, `imageCompress` that true-colour images are stored as
+  // JPEG (on when not given). All are read at each call.
   CKMC_Graphics(CKMC_DocumentWriter& writer, const uint32_t& gdiPunt, const uint32_t& jobCancelled);
+  CKMC_Graphics(CKMC_DocumentWriter& writer, const uint32_t& gdiPunt, const uint32_t& jobCancelled,
+                const uint32_t& imageCompress)
+      : CKMC_Graphics(writer, gdiPunt, jobCancelled) {
+    imageCompress_ = &imageCompress;
+  }
   CKMC_Graphics(const CKMC_Graphics&) = delete;
   CKMC_Graphics& operator=(const CKMC_Graphics&) = delete;
 
@@ -128,6 +140,10 @@ class CKMC_Graphics {
   // A blit with a source bitmap while the engine does not draw: the place
   // where the source will be captured as an image. Draws nothing yet.
   void TransferBitmap(SURFOBJ* source, const RECTL& target, const POINTL* sourceOrigin);
+  // Cuts `rect` from the 24-bit surface as a new image and places it there
+  // in the content stream. The part of `rect` outside the surface is left
+  // out; nothing is written when nothing is left.
+  void CaptureSurfaceRect(SURFOBJ* surface, const RECTL& rect);
 
   // ---- state
 
@@ -152,14 +168,17 @@ class CKMC_Graphics {
   bool textRunOpen = false;
 
  private:
+  static constexpr uint32_t kImageCompressOn = 1;
+
   bool Cancelled() const { return jobCancelled_ != 0; }
   // Images queued while the engine does not draw; none are queued yet.
   void FlushPendingImages();
-  // Cuts the listed areas from the surface as images; the list stays until
-  // that exists.
+  // Cuts the listed areas from the surface as images, in bands without
+  // overlap, and empties the list.
   void CaptureDirtyAreas(SURFOBJ* surface);
 
   CKMC_DocumentWriter& writer_;
   const uint32_t& gdiPunt_;
   const uint32_t& jobCancelled_;
+  const uint32_t* imageCompress_ = &kImageCompressOn;
 };

@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
   build-essential cmake pkg-config git python3
-  zlib1g-dev libsqlite3-dev libexpat1-dev libcairo2-dev
+  zlib1g-dev libjpeg62-turbo-dev libsqlite3-dev libexpat1-dev libcairo2-dev
   libgtest-dev libbenchmark-dev
   qpdf poppler-utils tzdata
 )
