@@ -209,37 +209,44 @@ bool Empty(const RECTL& r) { return r.left >= r.right || r.top >= r.bottom; }
 
 }  // namespace
 
+namespace {
+
+// The common part of the path entries: a painter on a 24-bit bitmap
+// surface with the clip, the brush and the mix, handed to `draw`. A device
+// surface (no bits) succeeds with nothing to paint.
+template <typename Draw>
+BOOL PaintOnSurface(SURFOBJ* pso, CLIPOBJ* pco, BRUSHOBJ* pbo, POINTL* pptlBrushOrg, MIX mix, Draw&& draw) {
+  const SURFOBJ* so = BitmapOf(pso);
+  if (!so) return TRUE;
+  if (so->iBitmapFormat != BMF_24BPP) return FALSE;
+  std::optional<Region> storage;
+  Painter painter(*so, ClipOf(pco, storage));
+  if (!SetBrush(painter, pbo, pptlBrushOrg)) return FALSE;
+  if (Empty(painter.Area())) return TRUE;
+  painter.SetMix(mix);
+  return draw(painter) ? TRUE : FALSE;
+}
+
+}  // namespace
+
 extern "C" {
 
 BOOL APIENTRY EngStrokePath(SURFOBJ* pso, PATHOBJ* ppo, CLIPOBJ* pco, XFORMOBJ* pxo, BRUSHOBJ* pbo,
                             POINTL* pptlBrushOrg, LINEATTRS* plineattrs, MIX mix) {
   HostPath* path = HostPath::From(ppo);
   if (!pso || !path || !pbo || !plineattrs) return FALSE;
-  const SURFOBJ* so = BitmapOf(pso);
-  if (!so) return TRUE;
-  if (so->iBitmapFormat != BMF_24BPP) return FALSE;
-  std::optional<Region> storage;
-  Painter painter(*so, ClipOf(pco, storage));
-  if (!SetBrush(painter, pbo, pptlBrushOrg)) return FALSE;
-  if (Empty(painter.Area())) return TRUE;
-  painter.SetMix(mix);
-  return Stroke(painter, *path, pxo, *plineattrs) ? TRUE : FALSE;
+  return PaintOnSurface(pso, pco, pbo, pptlBrushOrg, mix,
+                        [&](Painter& painter) { return Stroke(painter, *path, pxo, *plineattrs); });
 }
 
 BOOL APIENTRY EngFillPath(SURFOBJ* pso, PATHOBJ* ppo, CLIPOBJ* pco, BRUSHOBJ* pbo, POINTL* pptlBrushOrg,
                           MIX mix, FLONG flOptions) {
   HostPath* path = HostPath::From(ppo);
   if (!pso || !path || !pbo) return FALSE;
-  const SURFOBJ* so = BitmapOf(pso);
-  if (!so) return TRUE;
-  if (so->iBitmapFormat != BMF_24BPP) return FALSE;
-  std::optional<Region> storage;
-  Painter painter(*so, ClipOf(pco, storage));
-  if (!SetBrush(painter, pbo, pptlBrushOrg)) return FALSE;
-  if (Empty(painter.Area())) return TRUE;
-  painter.SetMix(mix);
-  snk::engine::FillPath(painter, *path, (flOptions & FP_WINDINGMODE) != 0);
-  return TRUE;
+  return PaintOnSurface(pso, pco, pbo, pptlBrushOrg, mix, [&](Painter& painter) {
+    snk::engine::FillPath(painter, *path, (flOptions & FP_WINDINGMODE) != 0);
+    return true;
+  });
 }
 
 BOOL APIENTRY EngStrokeAndFillPath(SURFOBJ* pso, PATHOBJ* ppo, CLIPOBJ* pco, XFORMOBJ* pxo,
@@ -247,17 +254,10 @@ BOOL APIENTRY EngStrokeAndFillPath(SURFOBJ* pso, PATHOBJ* ppo, CLIPOBJ* pco, XFO
                                    POINTL* pptlBrushOrg, MIX mixFill, FLONG flOptions) {
   HostPath* path = HostPath::From(ppo);
   if (!pso || !path || !pboStroke || !pboFill || !plineattrs) return FALSE;
-  const SURFOBJ* so = BitmapOf(pso);
-  if (!so) return TRUE;
-  if (so->iBitmapFormat != BMF_24BPP) return FALSE;
-  std::optional<Region> storage;
-  Painter painter(*so, ClipOf(pco, storage));
-  if (!SetBrush(painter, pboFill, pptlBrushOrg)) return FALSE;
-  if (Empty(painter.Area())) return TRUE;
-  painter.SetMix(mixFill);
-  snk::engine::FillPath(painter, *path, (flOptions & FP_WINDINGMODE) != 0);
-  if (!SetBrush(painter, pboStroke, pptlBrushOrg)) return FALSE;
-  return Stroke(painter, *path, pxo, *plineattrs) ? TRUE : FALSE;
+  return PaintOnSurface(pso, pco, pboFill, pptlBrushOrg, mixFill, [&](Painter& painter) {
+    snk::engine::FillPath(painter, *path, (flOptions & FP_WINDINGMODE) != 0);
+    return SetBrush(painter, pboStroke, pptlBrushOrg) && Stroke(painter, *path, pxo, *plineattrs);
+  });
 }
 
 BOOL APIENTRY EngLineTo(SURFOBJ* pso, CLIPOBJ* pco, BRUSHOBJ* pbo, LONG x1, LONG y1, LONG x2, LONG y2,
