@@ -9,17 +9,12 @@
 #include "host/engine/brush.h"
 #include "host/engine/clip.h"
 #include "host/engine/path.h"
-#include "host/engine/print_job.h"
 #include "host/engine/region.h"
 #include "host/engine/xform.h"
-#include "host/system/host_control.h"
-#include "test_support.h"
+#include "driver_page.h"
 
 namespace {
 
-using snk::engine::DeviceRequest;
-using snk::engine::DriverModule;
-using snk::engine::EngineJob;
 using snk::engine::HostBrush;
 using snk::engine::HostClip;
 using snk::engine::HostPath;
@@ -30,81 +25,16 @@ constexpr char kPageStart[] = "/CS1 cs /CS1 CS ";
 // The rectangle (10, 20) - (110, 70) in pixels.
 constexpr char kBoxMapped[] = "2.4 836.88 m 26.4 836.88 l 26.4 824.88 l 2.4 824.88 l h ";
 
-class DrawingEntries : public snk::test::HostTest {
+class DrawingEntries : public snk::test::DriverPageTest {
  protected:
   void SetUp() override {
-    HostTest::SetUp();
-    std::string error;
-    driver_ = DriverModule::Load(SNK_BINARY_DIR "/snk_drv.so", &error);
-    ASSERT_TRUE(driver_) << error;
-    printer_ = snk::host::OpenHostPrinter(u"Test Printer");
-    snk::host::UiPolicy policy;
-    policy.saveAnswer = Path("out.pdf");
-    snk::host::SetUiPolicy(policy);
+    DriverPageTest::SetUp();
     box_.AddRectangle(RECTL{10, 20, 110, 70});
-  }
-  void TearDown() override {
-    snk::host::ClosePrinter(printer_);
-    driver_.reset();
-    HostTest::TearDown();
-  }
-
-  void SetOption(const char16_t* name, DWORD value) {
-    char16_t user[257] = {};
-    DWORD size = 257;
-    GetUserNameW(user, &size);
-    snk::host::SetRegistryOverlayDword(u"Software\\Kelmo Software\\PDF Forge\\" + std::u16string(user), name,
-                                       value);
   }
 
   // Prints one page drawn by `draw` and returns its content stream.
-  std::string Page(const std::function<void(SURFOBJ*)>& draw) {
-    DeviceRequest request;
-    request.devmode.dmFields = DM_PAPERWIDTH | DM_PAPERLENGTH | DM_ORIENTATION;
-    request.devmode.dmPaperWidth = 2100;
-    request.devmode.dmPaperLength = 2970;
-    request.devmode.dmOrientation = DMORIENT_PORTRAIT;
-    request.devmode.dmPrintQuality = request.devmode.dmYResolution = 300;
-    request.devmode.dmScale = 100;
-    EngineJob job(*driver_);
-    std::string error;
-    EXPECT_TRUE(job.Enable(request, u"Test Printer", printer_, &error)) << error;
-    EXPECT_TRUE(job.StartDoc(u"Drawing", 1));
-    EXPECT_TRUE(job.StartPage());
-    draw(job.Surface());
-    EXPECT_TRUE(job.SendPage());
-    EXPECT_TRUE(job.EndDoc());
-    job.Disable();
-    return ContentOfFirstPage(snk::test::ReadFile(Dir() / "out.pdf"));
-  }
+  std::string Page(const std::function<void(SURFOBJ*)>& draw) { return snk::test::ContentOfFirstPage(PrintPage(draw)); }
 
-  // The content stream of the first page object.
-  static std::string ContentOfFirstPage(const std::string& pdf) {
-    const size_t contents = pdf.find("/Contents ");
-    if (contents == std::string::npos) return {};
-    const std::string number = pdf.substr(contents + 10, pdf.find(' ', contents + 10) - contents - 10);
-    size_t at = pdf.find("\n" + number + " 0 obj\n");
-    if (at == std::string::npos) return {};
-    size_t length = pdf.find("/Length ", at);
-    size_t start = pdf.find(">>\nstream\n", at);
-    if (length == std::string::npos || start == std::string::npos) return {};
-    return snk::test::Inflate(std::string_view(pdf).substr(start + 10, std::stoul(pdf.substr(length + 8))));
-  }
-
-  // The surface pixel (x, y) as a COLORREF.
-  static uint32_t Pixel(SURFOBJ* so, int x, int y) {
-    if (!so->pvScan0) return 0xFFFFFFFF;
-    auto* row = static_cast<const uint8_t*>(so->pvScan0) + y * so->lDelta + x * 3;
-    return row[0] | row[1] << 8 | row[2] << 16;
-  }
-
-  template <typename F>
-  F Entry(ULONG index) {
-    return driver_->Get<F>(index);
-  }
-
-  std::unique_ptr<DriverModule> driver_;
-  HANDLE printer_ = nullptr;
   HostPath box_;
 };
 

@@ -14,8 +14,7 @@
 #include "graphics/image_object.h"
 #include "host/engine/brush.h"
 #include "host/engine/path.h"
-#include "host/engine/print_job.h"
-#include "host/system/host_control.h"
+#include "driver_page.h"
 #include "test_support.h"
 #include "writer/document_writer.h"
 
@@ -24,11 +23,10 @@
 
 namespace {
 
-using snk::engine::DeviceRequest;
-using snk::engine::DriverModule;
-using snk::engine::EngineJob;
 using snk::engine::HostBrush;
 using snk::engine::HostPath;
+using snk::test::Object;
+using snk::test::StreamData;
 
 std::vector<std::array<LONG, 4>> Rects(const CKMC_RectList& list) {
   std::vector<std::array<LONG, 4>> out;
@@ -112,13 +110,6 @@ std::string Serialise(const ImageData& image, bool imageCompress) {
   CKM_BinaryBuf out;
   WriteObjectBody(out, &stream);
   return std::string(out.view());
-}
-
-std::string StreamData(const std::string& object) {
-  size_t start = object.find(">>\nstream\n");
-  size_t end = object.rfind("\nendstream\n");
-  if (start == std::string::npos || end == std::string::npos || end < start + 10) return {};
-  return object.substr(start + 10, end - start - 10);
 }
 
 TEST(ImageCaptureFilters, FlateRouteWithAndWithoutFilter) {
@@ -306,74 +297,7 @@ TEST_F(ImageCaptureSurface, NothingIsReadOutsideOrWithoutBits) {
   EXPECT_EQ(writer_.objectCount, 4u);
 }
 
-// A whole page through the driver module: A4 at 300 dpi (2480 x 3507
-// pixels, 841.68 points high).
-class ImageCaptureDriver : public snk::test::HostTest {
- protected:
-  void SetUp() override {
-    HostTest::SetUp();
-    std::string error;
-    driver_ = DriverModule::Load(SNK_BINARY_DIR "/snk_drv.so", &error);
-    ASSERT_TRUE(driver_) << error;
-    printer_ = snk::host::OpenHostPrinter(u"Test Printer");
-    snk::host::UiPolicy policy;
-    policy.saveAnswer = Path("out.pdf");
-    snk::host::SetUiPolicy(policy);
-  }
-  void TearDown() override {
-    snk::host::ClosePrinter(printer_);
-    driver_.reset();
-    HostTest::TearDown();
-  }
-
-  void SetOption(const char16_t* name, DWORD value) {
-    char16_t user[257] = {};
-    DWORD size = 257;
-    GetUserNameW(user, &size);
-    snk::host::SetRegistryOverlayDword(u"Software\\Kelmo Software\\PDF Forge\\" + std::u16string(user), name,
-                                       value);
-  }
-
-  // Prints one page drawn by `draw`; returns the file.
-  std::string Print(const std::function<void(SURFOBJ*)>& draw) {
-    DeviceRequest request;
-    request.devmode.dmFields = DM_PAPERWIDTH | DM_PAPERLENGTH | DM_ORIENTATION;
-    request.devmode.dmPaperWidth = 2100;
-    request.devmode.dmPaperLength = 2970;
-    request.devmode.dmOrientation = DMORIENT_PORTRAIT;
-    request.devmode.dmPrintQuality = request.devmode.dmYResolution = 300;
-    request.devmode.dmScale = 100;
-    EngineJob job(*driver_);
-    std::string error;
-    EXPECT_TRUE(job.Enable(request, u"Test Printer", printer_, &error)) << error;
-    EXPECT_TRUE(job.StartDoc(u"Capture", 1));
-    EXPECT_TRUE(job.StartPage());
-    draw(job.Surface());
-    EXPECT_TRUE(job.SendPage());
-    EXPECT_TRUE(job.EndDoc());
-    job.Disable();
-    return snk::test::ReadFile(Dir() / "out.pdf");
-  }
-
-  // Object n's text from "n 0 obj\n" up to its "endobj\n"; a stream's data
-  // is skipped by its /Length.
-  static std::string Object(const std::string& pdf, uint32_t n) {
-    std::string mark = "\n" + std::to_string(n) + " 0 obj\n";
-    size_t at = pdf.find(mark);
-    if (at == std::string::npos) return {};
-    size_t end = pdf.find("endobj\n", at);
-    size_t stream = pdf.find(">>\nstream\n", at);
-    if (stream != std::string::npos && stream < end) {
-      size_t length = pdf.find("/Length ", at);
-      if (length == std::string::npos || length > stream) return {};
-      end = pdf.find("endobj\n", stream + 10 + std::stoul(pdf.substr(length + 8)));
-    }
-    return end == std::string::npos ? std::string() : pdf.substr(at + 1, end - at - 1);
-  }
-
-  std::unique_ptr<DriverModule> driver_;
-  HANDLE printer_ = nullptr;
-};
+using ImageCaptureDriver = snk::test::DriverPageTest;
 
 TEST_F(ImageCaptureDriver, XorFillEndsAsAnImageOfTheSurface) {
   SetOption(u"ImageCompress", 0);
@@ -381,9 +305,9 @@ TEST_F(ImageCaptureDriver, XorFillEndsAsAnImageOfTheSurface) {
   HostPath box;
   box.AddRectangle(RECTL{10, 20, 110, 70});
   std::string surfacePixels;
-  std::string pdf = Print([&](SURFOBJ* so) {
+  std::string pdf = PrintPage([&](SURFOBJ* so) {
     ASSERT_NE(so->pvScan0, nullptr);
-    EXPECT_TRUE(driver_->Get<PFN_DrvFillPath>(INDEX_DrvFillPath)(
+    EXPECT_TRUE(Entry<PFN_DrvFillPath>(INDEX_DrvFillPath)(
         so, &box.po, nullptr, &red.bo, nullptr, R2_XORPEN | R2_XORPEN << 8, FP_ALTERNATEMODE));
     for (int y = 20; y < 70; ++y)
       surfacePixels.append(static_cast<const char*>(so->pvScan0) + y * so->lDelta + 10 * 3, 100 * 3);
