@@ -292,11 +292,15 @@ struct BRUSHOBJ {
 struct XLATEOBJ {
   ULONG iUniq;
   FLONG flXlate;
-  USHORT iSrcType;
+  USHORT iSrcType;  // PAL_INDEXED, PAL_BITFIELDS, PAL_RGB or PAL_BGR
   USHORT iDstType;
   ULONG cEntries;
-  ULONG* pulXlate;
+  ULONG* pulXlate;  // indexed sources: each entry in the destination's form
 };
+
+// XLATEOBJ::flXlate
+inline constexpr FLONG XO_TRIVIAL = 0x00000001;  // colour words pass unchanged
+inline constexpr FLONG XO_TABLE = 0x00000002;    // pulXlate holds the entries
 
 // PATHOBJ::fl
 inline constexpr FLONG PO_BEZIERS = 0x0001;
@@ -406,8 +410,54 @@ inline constexpr ULONG ROP3_WHITENESS = 0xFF;
 struct COLORADJUSTMENT;
 struct FONTOBJ;
 struct STROBJ;
-struct BLENDOBJ;
-struct TRIVERTEX;
+
+// Modes of stretching (the iMode of DrvStretchBlt), as SetStretchBltMode.
+inline constexpr ULONG BLACKONWHITE = 1;
+inline constexpr ULONG WHITEONBLACK = 2;
+inline constexpr ULONG COLORONCOLOR = 3;
+inline constexpr ULONG HALFTONE = 4;
+
+// BLENDFUNCTION: BlendOp AC_SRC_OVER; AlphaFormat 0 (constant alpha only)
+// or AC_SRC_ALPHA (the source's pixels carry premultiplied alpha).
+inline constexpr BYTE AC_SRC_OVER = 0x00;
+inline constexpr BYTE AC_SRC_ALPHA = 0x01;
+
+struct BLENDFUNCTION {
+  BYTE BlendOp;
+  BYTE BlendFlags;
+  BYTE SourceConstantAlpha;
+  BYTE AlphaFormat;
+};
+
+struct BLENDOBJ {
+  BLENDFUNCTION BlendFunction;
+};
+
+// A gradient's vertex: device position and 16-bit colour components.
+struct TRIVERTEX {
+  LONG x;
+  LONG y;
+  USHORT Red;
+  USHORT Green;
+  USHORT Blue;
+  USHORT Alpha;
+};
+static_assert(sizeof(TRIVERTEX) == 16);
+
+struct GRADIENT_RECT {
+  ULONG UpperLeft;
+  ULONG LowerRight;
+};
+
+struct GRADIENT_TRIANGLE {
+  ULONG Vertex1;
+  ULONG Vertex2;
+  ULONG Vertex3;
+};
+
+inline constexpr ULONG GRADIENT_FILL_RECT_H = 0;
+inline constexpr ULONG GRADIENT_FILL_RECT_V = 1;
+inline constexpr ULONG GRADIENT_FILL_TRIANGLE = 2;
 
 // ---------------------------------------------------- the driver's table
 
@@ -557,4 +607,26 @@ BOOL APIENTRY EngLineTo(SURFOBJ* pso, CLIPOBJ* pco, BRUSHOBJ* pbo, LONG x1, LONG
 BOOL APIENTRY EngBitBlt(SURFOBJ* psoTrg, SURFOBJ* psoSrc, SURFOBJ* psoMask, CLIPOBJ* pco, XLATEOBJ* pxlo,
                         RECTL* prclTrg, POINTL* pptlSrc, POINTL* pptlMask, BRUSHOBJ* pbo,
                         POINTL* pptlBrush, ROP4 rop4);
+BOOL APIENTRY EngCopyBits(SURFOBJ* psoDest, SURFOBJ* psoSrc, CLIPOBJ* pco, XLATEOBJ* pxlo, RECTL* prclDest,
+                          POINTL* pptlSrc);
+BOOL APIENTRY EngStretchBlt(SURFOBJ* psoDest, SURFOBJ* psoSrc, SURFOBJ* psoMask, CLIPOBJ* pco, XLATEOBJ* pxlo,
+                            COLORADJUSTMENT* pca, POINTL* pptlHTOrg, RECTL* prclDest, RECTL* prclSrc,
+                            POINTL* pptlMask, ULONG iMode);
+BOOL APIENTRY EngStretchBltROP(SURFOBJ* psoDest, SURFOBJ* psoSrc, SURFOBJ* psoMask, CLIPOBJ* pco,
+                               XLATEOBJ* pxlo, COLORADJUSTMENT* pca, POINTL* pptlHTOrg, RECTL* prclDest,
+                               RECTL* prclSrc, POINTL* pptlMask, ULONG iMode, BRUSHOBJ* pbo, DWORD rop4);
+BOOL APIENTRY EngPlgBlt(SURFOBJ* psoTrg, SURFOBJ* psoSrc, SURFOBJ* psoMsk, CLIPOBJ* pco, XLATEOBJ* pxlo,
+                        COLORADJUSTMENT* pca, POINTL* pptlBrushOrg, POINTFIX* pptfx, RECTL* prcl,
+                        POINTL* pptl, ULONG iMode);
+BOOL APIENTRY EngAlphaBlend(SURFOBJ* psoDest, SURFOBJ* psoSrc, CLIPOBJ* pco, XLATEOBJ* pxlo, RECTL* prclDest,
+                            RECTL* prclSrc, BLENDOBJ* pBlendObj);
+BOOL APIENTRY EngTransparentBlt(SURFOBJ* psoDst, SURFOBJ* psoSrc, CLIPOBJ* pco, XLATEOBJ* pxlo, RECTL* prclDst,
+                                RECTL* prclSrc, ULONG iTransColor, ULONG ulReserved);
+BOOL APIENTRY EngGradientFill(SURFOBJ* psoDest, CLIPOBJ* pco, XLATEOBJ* pxlo, TRIVERTEX* pVertex,
+                              ULONG nVertex, PVOID pMesh, ULONG nMesh, RECTL* prclExtents, POINTL* pptlDitherOrg,
+                              ULONG ulMode);
+
+// One source colour word (the pixel's bits, read as a little-endian word)
+// in the destination's form.
+ULONG APIENTRY XLATEOBJ_iXlate(XLATEOBJ* pxlo, ULONG iColor);
 }
