@@ -151,20 +151,6 @@ void Painter::PaintRun(int32_t y, int32_t x0, int32_t x1) {
   }
 }
 
-}  // namespace snk::engine
-
-namespace {
-
-using snk::engine::HostBrush;
-using snk::engine::HostClip;
-using snk::engine::HostPath;
-using snk::engine::HostSurface;
-using snk::engine::HostXform;
-using snk::engine::Painter;
-using snk::engine::Region;
-
-// The bitmap a drawing call paints on, or null when there is nothing to
-// paint on (a device surface, or a surface the engine does not know).
 const SURFOBJ* BitmapOf(SURFOBJ* so) {
   if (!so) return nullptr;
   HostSurface* surface = snk::engine::FindSurface(so->hsurf);
@@ -172,9 +158,6 @@ const SURFOBJ* BitmapOf(SURFOBJ* so) {
   return &surface->so;
 }
 
-// The clip of a call: null for "no clipping" (no clip object, or one that
-// says nothing needs clipping); otherwise the host region, or for a clip
-// object the host did not make, its bounds.
 const Region* ClipOf(CLIPOBJ* pco, std::optional<Region>& storage) {
   if (!pco || pco->iDComplexity == DC_TRIVIAL) return nullptr;
   if (HostClip* clip = HostClip::From(pco)) return &clip->region();
@@ -182,7 +165,6 @@ const Region* ClipOf(CLIPOBJ* pco, std::optional<Region>& storage) {
   return &*storage;
 }
 
-// Sets the painter's brush; false for a brush that cannot be painted with.
 bool SetBrush(Painter& painter, BRUSHOBJ* pbo, POINTL* origin) {
   if (!pbo) return false;
   POINTL org = origin ? *origin : POINTL{0, 0};
@@ -195,6 +177,20 @@ bool SetBrush(Painter& painter, BRUSHOBJ* pbo, POINTL* origin) {
   painter.SetBrush(nullptr, pbo->iSolidColor, org);
   return true;
 }
+
+}  // namespace snk::engine
+
+namespace {
+
+using snk::engine::BitmapOf;
+using snk::engine::ClipOf;
+using snk::engine::HostBrush;
+using snk::engine::HostClip;
+using snk::engine::HostPath;
+using snk::engine::HostSurface;
+using snk::engine::HostXform;
+using snk::engine::Painter;
+using snk::engine::Region;
 
 bool Stroke(Painter& painter, const HostPath& path, XFORMOBJ* pxo, const LINEATTRS& attrs) {
   if (attrs.fl & LA_GEOMETRIC) {

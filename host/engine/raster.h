@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "host/engine/brush.h"
 #include "host/engine/path.h"
@@ -65,6 +66,16 @@ class Painter {
   RopTable bgTable_;
   bool prepared_ = false;
 };
+
+// The bitmap a drawing call paints on, or null when there is nothing to
+// paint on (a device surface, or a surface the engine does not know).
+const SURFOBJ* BitmapOf(SURFOBJ* so);
+// The clip of a call: null for "no clipping"; otherwise the host region,
+// or for a clip object the host did not make, its bounds (kept in
+// `storage`).
+const Region* ClipOf(CLIPOBJ* pco, std::optional<Region>& storage);
+// Sets the painter's brush; false for a brush that cannot be painted with.
+bool SetBrush(Painter& painter, BRUSHOBJ* pbo, POINTL* origin);
 
 // Fills the pixels whose centres lie inside the path, by the winding or
 // the alternate rule.
