@@ -22,9 +22,9 @@ import time
 HERE = os.path.dirname(os.path.abspath(__file__))
 SOURCE = os.path.dirname(HERE)
 sys.path.insert(0, os.path.join(SOURCE, 'scripts'))
-import vector_agreement  # noqa: E402  (shares the list of vector files)
+import surface_agreement  # noqa: E402  (shares the list of vector files)
 
-SNKPRINT = os.path.join(vector_agreement.BUILD, 'snkprint')
+SNKPRINT = os.path.join(surface_agreement.BUILD, 'snkprint')
 
 
 def job(files, out, dpi, punt, env):
@@ -44,10 +44,10 @@ def main():
     parser.add_argument('--dpi', type=int, default=300)
     parser.add_argument('--pages', type=int, default=1000)
     args = parser.parse_args()
-    if not os.path.isdir(vector_agreement.CORPUS):
+    if not os.path.isdir(surface_agreement.CORPUS):
         print('skipped: the shared corpus is not present')
         return 0
-    files = vector_agreement.vector_files()
+    files = surface_agreement.corpus_files('vector')
     work = tempfile.mkdtemp(prefix='snk-bench-')
     env = dict(os.environ, SOURCE_DATE_EPOCH='1700000000', TZ='UTC', XDG_CONFIG_HOME=work)
     out = os.path.join(work, 'out.pdf')

@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
 # The corpus's vector pages: each PDF passes qpdf, and its rendering agrees
 # with the engine's surface of the same page. At 72 dpi to keep the run
-# short; bench/ and scripts/vector_agreement.py measure at 300 dpi. The
+# short; bench/ and scripts/surface_agreement.py measure at 300 dpi. The
 # sanitizer build prints the whole corpus in snkprint_corpus already, so the
 # pixel comparison runs in the normal build only.
 if [ "${SNK_SANITIZE:-OFF}" = ON ]; then
   echo "skipped: pixel agreement is measured in the normal build"
   exit 77
 fi
-exec python3 "$SNK_SOURCE/scripts/vector_agreement.py" --dpi 72 --jobs 2 --check \
+exec python3 "$SNK_SOURCE/scripts/surface_agreement.py" --dpi 72 --jobs 2 --check \
   --known "$SNK_SOURCE/tests/e2e/vector_known_gaps.tsv"

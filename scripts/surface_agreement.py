@@ -6,19 +6,28 @@ qpdf checks the PDF, pdftoppm renders each page without anti-aliasing at the
 job's resolution, and pixagree.py compares surface and rendering page by
 page. One tab-separated line per file:
 
-  file  pages  agree  agree_ink  ink_t1  images  qpdf
+  file  pages  agree  agree_ink  ink_t1  images  qpdf  [default  punt_off]
 
 (the page figures are the worst over the file's pages; images counts the
-image XObjects in the PDF). Without file arguments the vector files of the
-shared corpus are taken: well-formed, with no bitmaps and no gradients.
+image XObjects in the PDF). Without file arguments the files of the shared
+corpus are taken, all well-formed: --set vector (the default) takes those
+with no bitmaps and no gradients, --set pictures those with bitmaps or
+gradients.
 
-  vector_agreement.py [--dpi N] [--jobs N] [--check] [--known FILE] [--work DIR] [FILE.emf...]
+With --modes the file is printed twice more: with the default settings
+(JPEG for true-colour images), where the PDF must pass qpdf and every image
+must carry one of the filters the driver chooses; and with GDIPunt=0 (the
+engine does not draw), where the PDF must pass qpdf and keep images when
+the first print had any. The two columns say "ok" or what failed.
 
---check exits 1 when a file fails qpdf or has agree < 0.99 or ink_t1 < 0.97.
---known names a file of "name<TAB>reason" lines: pages whose PDF differs from
-the surface by the product's design (see the reasons there). They are still
-printed, checked with qpdf and measured, but their figures do not fail
---check.
+  surface_agreement.py [--set vector|pictures] [--modes] [--dpi N] [--jobs N]
+                       [--check] [--known FILE] [--work DIR] [FILE.emf...]
+
+--check exits 1 when a file fails qpdf or has agree < 0.99 or ink_t1 < 0.97,
+or fails one of the --modes checks. --known names a file of "name<TAB>reason"
+lines: pages whose PDF differs from the surface by the product's design (see
+the reasons there). They are still printed, checked with qpdf and measured,
+but their pixel figures do not fail --check.
 """
 import argparse
 import concurrent.futures
@@ -40,16 +49,20 @@ AGREE_MIN = 0.99
 INK_T1_MIN = 0.97
 
 
-def vector_files():
+def corpus_files(which='vector'):
+    """The well-formed EMF files of the corpus: 'vector' ones (no bitmaps,
+    no gradients) or 'pictures' (bitmaps or gradients)."""
     rows = []
     with open(os.path.join(CORPUS, 'MANIFEST.tsv'), encoding='utf-8') as f:
         header = f.readline().rstrip('\n').split('\t')
         for line in f:
             row = dict(zip(header, line.rstrip('\n').split('\t')))
             features = row.get('features', '')
-            if (row['file'].startswith('emf/') and row.get('well_formed') == 'ok'
-                    and 'bitmaps' not in features and 'gradients' not in features
+            if not (row['file'].startswith('emf/') and row.get('well_formed') == 'ok'
                     and 'EMF+ only' not in features):
+                continue
+            pictures = 'bitmaps' in features or 'gradients' in features
+            if pictures == (which == 'pictures'):
                 rows.append(os.path.join(CORPUS, row['file']))
     return rows
 
@@ -59,14 +72,41 @@ def run(args, **kw):
     return subprocess.run(args, capture_output=True, text=True, env=env, **kw)
 
 
-def measure(path, dpi, work):
+IMAGE_FILTERS = (b'/FlateDecode', b'/DCTDecode', b'[/FlateDecode /DCTDecode]')
+
+
+def image_dictionaries(pdf_bytes):
+    return re.findall(rb'<<[^<>]*/Subtype /Image[^<>]*(?:<<[^<>]*>>[^<>]*)*>>', pdf_bytes)
+
+
+def print_pdf(path, pdf, dpi, *extra):
+    return run([os.path.join(BUILD, 'snkprint'), path, '-o', pdf, '--dpi', str(dpi), '--no-open', *extra])
+
+
+def check_mode(path, base, dpi, name, settings, want_images):
+    """Prints once more with `settings`; "ok" or what failed."""
+    pdf = os.path.join(base, name + '.pdf')
+    printed = print_pdf(path, pdf, dpi, *[a for s in settings for a in ('--set', s)])
+    if printed.returncode != 0 or not os.path.exists(pdf):
+        return 'print-failed'
+    if run(['qpdf', '--check', pdf]).returncode != 0:
+        return 'qpdf-failed'
+    with open(pdf, 'rb') as f:
+        images = image_dictionaries(f.read())
+    if want_images and not images:
+        return 'no-images'
+    if name == 'default' and any(b'/Filter' in d and not any(x in d for x in IMAGE_FILTERS) for d in images):
+        return 'bad-filter'
+    return 'ok'
+
+
+def measure(path, dpi, work, modes):
     name = os.path.basename(path)
     base = os.path.join(work, os.path.splitext(name)[0])
     os.makedirs(base, exist_ok=True)
     pdf = os.path.join(base, 'out.pdf')
     surface = os.path.join(base, 'surface')
-    printed = run([os.path.join(BUILD, 'snkprint'), path, '-o', pdf, '--dpi', str(dpi),
-                   '--set', 'ImageCompress=0', '--dump-surface', surface, '--no-open'])
+    printed = print_pdf(path, pdf, dpi, '--set', 'ImageCompress=0', '--dump-surface', surface)
     if printed.returncode != 0 or not os.path.exists(pdf):
         return {'file': name, 'error': (printed.stderr or printed.stdout).strip()}
     qpdf = run(['qpdf', '--check', pdf])
@@ -80,13 +120,19 @@ def measure(path, dpi, work):
         for key in worst:
             worst[key] = min(worst[key], float(figures.get(key, 0)))
     with open(pdf, 'rb') as f:
-        images = len(re.findall(rb'/Subtype\s*/Image', f.read()))
-    return {'file': name, 'pages': len(surfaces), 'images': images,
-            'qpdf': 'ok' if qpdf.returncode == 0 else 'FAIL', **worst}
+        images = len(image_dictionaries(f.read()))
+    result = {'file': name, 'pages': len(surfaces), 'images': images,
+              'qpdf': 'ok' if qpdf.returncode == 0 else 'FAIL', **worst}
+    if modes:
+        result['default'] = check_mode(path, base, dpi, 'default', [], False)
+        result['punt_off'] = check_mode(path, base, dpi, 'punt-off', ['GDIPunt=0'], images > 0)
+    return result
 
 
 def main():
     parser = argparse.ArgumentParser()
+    parser.add_argument('--set', dest='which', choices=('vector', 'pictures'), default='vector')
+    parser.add_argument('--modes', action='store_true')
     parser.add_argument('--dpi', type=int, default=300)
     parser.add_argument('--jobs', type=int, default=os.cpu_count() or 1)
     parser.add_argument('--check', action='store_true')
@@ -97,7 +143,7 @@ def main():
     if not args.files and not os.path.isdir(CORPUS):
         print('skipped: the shared corpus is not present at', CORPUS)
         return 77
-    files = args.files or vector_files()
+    files = args.files or corpus_files(args.which)
     known = {}
     if args.known:
         with open(args.known, encoding='utf-8') as f:
@@ -105,17 +151,20 @@ def main():
                 if line.strip() and not line.startswith('#'):
                     name, _, reason = line.rstrip('\n').partition('\t')
                     known[name] = reason
-    work = args.work or tempfile.mkdtemp(prefix='snk-vector-')
+    work = args.work or tempfile.mkdtemp(prefix='snk-agreement-')
     failed = []
     with concurrent.futures.ThreadPoolExecutor(args.jobs) as pool:
-        for result in pool.map(lambda p: measure(p, args.dpi, work), files):
+        for result in pool.map(lambda p: measure(p, args.dpi, work, args.modes), files):
             if 'error' in result:
                 print(f"{result['file']}\tERROR\t{result['error']}")
                 failed.append(result['file'])
                 continue
-            print('{file}\t{pages}\t{agree:.4f}\t{agree_ink:.4f}\t{ink_t1:.4f}\t{images}\t{qpdf}'.format(**result))
+            line = '{file}\t{pages}\t{agree:.4f}\t{agree_ink:.4f}\t{ink_t1:.4f}\t{images}\t{qpdf}'.format(**result)
+            modes = [result[m] for m in ('default', 'punt_off') if m in result]
+            print('\t'.join([line, *modes]))
             below = result['agree'] < AGREE_MIN or result['ink_t1'] < INK_T1_MIN
-            if result['qpdf'] != 'ok' or (below and result['file'] not in known):
+            if (result['qpdf'] != 'ok' or any(m != 'ok' for m in modes)
+                    or (below and result['file'] not in known)):
                 failed.append(result['file'])
     if not args.work:
         shutil.rmtree(work, ignore_errors=True)
