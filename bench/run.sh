@@ -4,4 +4,5 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 export SOURCE_DATE_EPOCH=1700000000 TZ=UTC XDG_CONFIG_HOME=$(mktemp -d)
 for n in 1 100 1000; do build/bench/bench_blank_job "$n" /tmp/snk-bench-$n.pdf; done
-python3 bench/vector_jobs.py
+python3 bench/corpus_jobs.py --set vector
+python3 bench/corpus_jobs.py --set pictures

@@ -76,7 +76,10 @@ IMAGE_FILTERS = (b'/FlateDecode', b'/DCTDecode', b'[/FlateDecode /DCTDecode]')
 
 
 def image_dictionaries(pdf_bytes):
-    return re.findall(rb'<<[^<>]*/Subtype /Image[^<>]*(?:<<[^<>]*>>[^<>]*)*>>', pdf_bytes)
+    """The dictionaries of the image objects: each object's text up to its
+    stream keyword (the driver writes no nested dictionaries there)."""
+    heads = (chunk.split(b'stream', 1)[0] for chunk in re.split(rb'\d+ 0 obj', pdf_bytes)[1:])
+    return [h for h in heads if b'/Subtype /Image' in h]
 
 
 def print_pdf(path, pdf, dpi, *extra):
