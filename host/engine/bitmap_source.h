@@ -4,7 +4,9 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
+#include "host/engine/xlate.h"
 #include "platform/winddi.h"
 
 namespace snk::engine {
@@ -26,6 +28,13 @@ class SourcePixels {
   // The pixel's colour as a COLORREF word (red in bits 0-7).
   uint32_t Color(int32_t x, int32_t y) const;
 
+  // The colours of `count` pixels of row y from x0 on, as bytes R, G, B
+  // (3 * count bytes at `rgb`). The pixels must lie inside.
+  void Colors(int32_t y, int32_t x0, int32_t count, uint8_t* rgb) const;
+  // The same for the pixels of row y at columns xs[0..count), which must lie
+  // inside (a stretched row).
+  void Colors(int32_t y, const int32_t* xs, int32_t count, uint8_t* rgb) const;
+
  private:
   const uint8_t* scan0_ = nullptr;
   int64_t delta_ = 0;
@@ -34,7 +43,13 @@ class SourcePixels {
   int32_t height_ = 0;
   XLATEOBJ* xlate_ = nullptr;
   bool valid_ = false;
+  XlateMap map_;                   // the translation, resolved once
+  std::vector<uint32_t> palette_;  // 1, 4 and 8 bits: every index's colour
 };
+
+// Bits per pixel of an uncompressed bitmap format (BMF_1BPP..BMF_32BPP); 0
+// for any other format.
+int32_t BitsPerPixel(ULONG format);
 
 // Which of `from` source pixels destination pixel i of `to` takes when a
 // row or column is stretched or shrunk (0 <= i < to; both counts > 0): the

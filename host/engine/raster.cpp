@@ -36,6 +36,13 @@ void FillPixels(uint8_t* p, int64_t count, const uint8_t color[3]) {
 
 uint8_t ChannelOf(uint32_t color, int c) { return uint8_t(color >> (8 * c)); }
 
+// v - origin within one period of the brush (the plain difference may not
+// fit 32 bits for far-off origins).
+int32_t Within(int32_t v, int32_t origin, int32_t period) {
+  const int64_t d = (int64_t{v} - origin) % period;
+  return int32_t(d < 0 ? d + period : d);
+}
+
 }  // namespace
 
 Painter::Painter(const SURFOBJ& so, const Region* clip) {
@@ -59,6 +66,11 @@ Painter::Painter(const SURFOBJ& so, const Region* clip) {
 void Painter::SetBrush(const HostBrush* brush, uint32_t solid, POINTL origin) {
   brush_ = brush;
   origin_ = origin;
+  periodX_ = periodY_ = 8;  // hatches
+  if (brush && brush->kind == BrushKind::Pattern) {
+    periodX_ = std::max(brush->patternWidth, 1);
+    periodY_ = std::max(brush->patternHeight, 1);
+  }
   if (brush && brush->kind == BrushKind::Solid) {
     solid = brush->color;
     brush_ = nullptr;  // solid brushes take the fast paths
@@ -89,22 +101,23 @@ void Painter::Prepare() {
 }
 
 void Painter::Span(int32_t y, int32_t x0, int32_t x1) {
-  if (y < area_.top || y >= area_.bottom) return;
-  x0 = std::max(x0, area_.left);
-  x1 = std::min(x1, area_.right);
-  if (x0 >= x1) return;
   if (!prepared_) Prepare();
-  if (!clip_) {
-    PaintRun(y, x0, x1);
+  Runs(y, x0, x1, [&](int32_t a, int32_t b) { PaintRun(y, a, b); });
+}
+
+void Painter::BrushColors(int32_t y, int32_t x0, int32_t count, uint8_t* rgb) const {
+  if (!brush_) {
+    const uint8_t color[3] = {ChannelOf(solid_, 0), ChannelOf(solid_, 1), ChannelOf(solid_, 2)};
+    FillPixels(rgb, count, color);
     return;
   }
-  // Bands are sorted by top and do not overlap, so their bottoms ascend too.
-  const auto& rects = clip_->Rects();
-  auto it = std::partition_point(rects.begin(), rects.end(), [y](const RECTL& r) { return r.bottom <= y; });
-  for (; it != rects.end() && it->top <= y; ++it) {
-    if (it->right <= x0) continue;
-    if (it->left >= x1) break;
-    PaintRun(y, std::max(x0, it->left), std::min(x1, it->right));
+  for (int32_t i = 0; i < count; ++i, rgb += 3) {
+    bool foreground = true;
+    uint32_t color =
+        brush_->PixelAt(Within(x0 + i, origin_.x, periodX_), Within(y, origin_.y, periodY_), &foreground);
+    rgb[0] = ChannelOf(color, 0);
+    rgb[1] = ChannelOf(color, 1);
+    rgb[2] = ChannelOf(color, 2);
   }
 }
 
@@ -138,7 +151,8 @@ void Painter::PaintRun(int32_t y, int32_t x0, int32_t x1) {
   }
   for (int32_t x = x0; x < x1; ++x, p += 3) {
     bool foreground = true;
-    uint32_t color = brush_->PixelAt(x - origin_.x, y - origin_.y, &foreground);
+    uint32_t color =
+        brush_->PixelAt(Within(x, origin_.x, periodX_), Within(y, origin_.y, periodY_), &foreground);
     uint8_t rop = foreground ? fgRop_ : bgRop_;
     if (rop == kNop) continue;
     if (rop == kCopy) {
@@ -268,36 +282,6 @@ BOOL APIENTRY EngLineTo(SURFOBJ* pso, CLIPOBJ* pco, BRUSHOBJ* pbo, LONG x1, LONG
   if (Empty(painter.Area())) return TRUE;
   painter.SetMix(mix);
   snk::engine::CosmeticLine(painter, POINTL{x1, y1}, POINTL{x2, y2});
-  return TRUE;
-}
-
-BOOL APIENTRY EngBitBlt(SURFOBJ* psoTrg, SURFOBJ* psoSrc, SURFOBJ* psoMask, CLIPOBJ* pco, XLATEOBJ*,
-                        RECTL* prclTrg, POINTL*, POINTL*, BRUSHOBJ* pbo, POINTL* pptlBrush, ROP4 rop4) {
-  if (!psoTrg || !prclTrg) return FALSE;
-  // Blits from a source or through a mask are not drawn here.
-  if (psoSrc || psoMask) return FALSE;
-  auto rop3 = static_cast<uint8_t>(rop4 & 0xFF);
-  if (snk::engine::RopUsesSource(rop3)) return FALSE;
-  bool usesPattern = snk::engine::RopUsesPattern(rop3);
-  if (usesPattern && !pbo) return FALSE;
-  const SURFOBJ* so = BitmapOf(psoTrg);
-  if (!so) return TRUE;
-  if (so->iBitmapFormat != BMF_24BPP) return FALSE;
-  std::optional<Region> storage;
-  Painter painter(*so, ClipOf(pco, storage));
-  if (usesPattern) {
-    if (!SetBrush(painter, pbo, pptlBrush)) return FALSE;
-  } else {
-    painter.SetBrush(nullptr, 0, POINTL{0, 0});
-  }
-  painter.SetRop3(rop3);
-  // The target rectangle may come with its corners swapped.
-  RECTL r = *prclTrg;
-  if (r.left > r.right) std::swap(r.left, r.right);
-  if (r.top > r.bottom) std::swap(r.top, r.bottom);
-  const RECTL& area = painter.Area();
-  int32_t top = std::max(r.top, area.top), bottom = std::min(r.bottom, area.bottom);
-  for (int32_t y = top; y < bottom; ++y) painter.Span(y, r.left, r.right);
   return TRUE;
 }
 

@@ -7,6 +7,7 @@
 // cosmetic lines) hand it runs and single pixels in device pixels.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 
@@ -40,6 +41,18 @@ class Painter {
 
   // Paints row y from x0 to x1 (exclusive), cut by the area and the clip.
   void Span(int32_t y, int32_t x0, int32_t x1);
+  // Calls run(a, b) for each part [a, b) of row y's pixels from x0 to x1
+  // (exclusive) that the area and the clip leave, left to right.
+  template <typename Run>
+  void Runs(int32_t y, int32_t x0, int32_t x1, Run&& run) const;
+  // The first pixel of row y.
+  uint8_t* Row(int32_t y) const { return scan0_ + y * delta_; }
+  // Whether the brush is one colour (no pattern or hatch).
+  bool SolidBrush() const { return brush_ == nullptr; }
+  // The brush's colours at `count` pixels of row y from x0 on, as bytes R,
+  // G, B (a hatch's gaps in its background colour).
+  void BrushColors(int32_t y, int32_t x0, int32_t count, uint8_t* rgb) const;
+
   // Paints one pixel, if inside. A background pixel (a gap of a styled
   // line) takes the brush's background colour and the background op.
   void Pixel(int32_t x, int32_t y, bool foreground = true);
@@ -56,6 +69,8 @@ class Painter {
   uint32_t solid_ = 0;
   uint32_t background_ = 0xFFFFFF;
   POINTL origin_{};
+  int32_t periodX_ = 8;  // the brush repeats every periodX_ x periodY_ pixels
+  int32_t periodY_ = 8;
   uint8_t fgRop_ = 0xF0;
   uint8_t bgRop_ = 0xF0;
   // Solid brush: the constant result (when the op ignores the destination)
@@ -66,6 +81,26 @@ class Painter {
   RopTable bgTable_;
   bool prepared_ = false;
 };
+
+template <typename Run>
+void Painter::Runs(int32_t y, int32_t x0, int32_t x1, Run&& run) const {
+  if (y < area_.top || y >= area_.bottom) return;
+  x0 = x0 > area_.left ? x0 : area_.left;
+  x1 = x1 < area_.right ? x1 : area_.right;
+  if (x0 >= x1) return;
+  if (!clip_) {
+    run(x0, x1);
+    return;
+  }
+  // Bands are sorted by top and do not overlap, so their bottoms ascend too.
+  const auto& rects = clip_->Rects();
+  auto it = std::partition_point(rects.begin(), rects.end(), [y](const RECTL& r) { return r.bottom <= y; });
+  for (; it != rects.end() && it->top <= y; ++it) {
+    if (it->right <= x0) continue;
+    if (it->left >= x1) break;
+    run(it->left > x0 ? it->left : x0, it->right < x1 ? it->right : x1);
+  }
+}
 
 // The bitmap a drawing call paints on, or null when there is nothing to
 // paint on (a device surface, or a surface the engine does not know).

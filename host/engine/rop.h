@@ -8,7 +8,9 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace snk::engine {
 
@@ -59,5 +61,80 @@ struct RopTable {
   }
   std::array<std::array<uint8_t, 256>, 3> lut{};
 };
+
+namespace rop_detail {
+
+// The rop's result for whole words of pattern, source and destination bits:
+// the sum of the minterms the rop3 selects, without branches.
+template <typename T>
+inline T Minterms(const T (&terms)[8], T p, T s, T d) {
+  const T np = T(~p), ns = T(~s), nd = T(~d);
+  return T((terms[0] & np & ns & nd) | (terms[1] & np & ns & d) | (terms[2] & np & s & nd) |
+           (terms[3] & np & s & d) | (terms[4] & p & ns & nd) | (terms[5] & p & ns & d) |
+           (terms[6] & p & s & nd) | (terms[7] & p & s & d));
+}
+
+}  // namespace rop_detail
+
+// Applies rop3 to `n` bytes: d[i] = rop(p[i], s[i], d[i]). Pattern and
+// source are rows of colour bytes laid out as the destination's; each byte
+// is combined bit by bit, so any number of whole pixels can be done at once.
+inline void ApplyRop(uint8_t rop3, const uint8_t* p, const uint8_t* s, uint8_t* d, size_t n) {
+  switch (rop3) {
+    case 0xAA:
+      return;  // destination unchanged
+    case 0xCC:
+      std::memmove(d, s, n);
+      return;
+    case 0xF0:
+      std::memmove(d, p, n);
+      return;
+    case 0x00:
+      std::memset(d, 0, n);
+      return;
+    case 0xFF:
+      std::memset(d, 0xFF, n);
+      return;
+    case 0x88:
+      for (size_t i = 0; i < n; ++i) d[i] &= s[i];
+      return;
+    case 0xEE:
+      for (size_t i = 0; i < n; ++i) d[i] |= s[i];
+      return;
+    case 0x66:
+      for (size_t i = 0; i < n; ++i) d[i] ^= s[i];
+      return;
+    case 0x33:
+      for (size_t i = 0; i < n; ++i) d[i] = uint8_t(~s[i]);
+      return;
+    case 0xC0:
+      for (size_t i = 0; i < n; ++i) d[i] = p[i] & s[i];
+      return;
+    case 0x55:
+      for (size_t i = 0; i < n; ++i) d[i] = uint8_t(~d[i]);
+      return;
+    case 0x5A:
+      for (size_t i = 0; i < n; ++i) d[i] ^= p[i];
+      return;
+    default:
+      break;
+  }
+  uint64_t wide[8];
+  uint8_t narrow[8];
+  for (int i = 0; i < 8; ++i) {
+    wide[i] = ((rop3 >> i) & 1) ? ~uint64_t{0} : 0;
+    narrow[i] = uint8_t(wide[i]);
+  }
+  size_t i = 0;
+  for (; i + 8 <= n; i += 8) {
+    uint64_t pw, sw, dw;
+    std::memcpy(&pw, p + i, 8);
+    std::memcpy(&sw, s + i, 8);
+    std::memcpy(&dw, d + i, 8);
+    dw = rop_detail::Minterms(wide, pw, sw, dw);
+    std::memcpy(d + i, &dw, 8);
+  }
+  for (; i < n; ++i) d[i] = rop_detail::Minterms(narrow, p[i], s[i], d[i]);
+}
 
 }  // namespace snk::engine

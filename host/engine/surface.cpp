@@ -6,6 +6,7 @@
 #include <new>
 #include <set>
 
+#include "host/engine/bitmap_source.h"
 #include "host/engine/brush.h"
 
 namespace snk::engine {
@@ -44,27 +45,51 @@ using snk::engine::HostSurface;
 extern "C" {
 
 HBITMAP APIENTRY EngCreateBitmap(SIZEL size, LONG stride, ULONG format, FLONG flags, PVOID bits) {
-  // Only the format of the driver's page surface is supported here.
-  if (format != BMF_24BPP || size.cx <= 0 || size.cy <= 0 || bits) return nullptr;
-  int64_t rowBytes = (int64_t{size.cx} * 3 + 3) & ~int64_t{3};
-  if (stride < rowBytes) return nullptr;
-  uint64_t total = uint64_t(stride) * uint64_t(size.cy);
-  if (total > snk::engine::kMaxBitmapBytes) return nullptr;
+  using snk::engine::kMaxBitmapBytes;
+  if (size.cx <= 0 || size.cy <= 0) return nullptr;
   auto surface = std::make_unique<HostSurface>();
-  try {
-    surface->bits.assign(total, 0);
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
   SURFOBJ& so = surface->so;
   so.sizlBitmap = size;
-  so.cjBits = static_cast<ULONG>(total);
-  so.pvBits = surface->bits.data();
-  so.pvScan0 = surface->bits.data();
-  so.lDelta = stride;
   so.iBitmapFormat = format;
   so.iType = STYPE_BITMAP;
   so.fjBitmap = static_cast<USHORT>(flags & BMF_TOPDOWN);
+  if (format == BMF_JPEG || format == BMF_PNG) {
+    // A compressed file of `stride` bytes, kept by the caller; it has no rows.
+    if (!bits || stride <= 0 || uint64_t(stride) > kMaxBitmapBytes) return nullptr;
+    so.pvBits = bits;
+    so.cjBits = static_cast<ULONG>(stride);
+    return reinterpret_cast<HBITMAP>(snk::engine::Register(std::move(surface)));
+  }
+  const int64_t depth = snk::engine::BitsPerPixel(format);
+  if (depth == 0) return nullptr;
+  // Rows hold at least the pixels' bits; the engine's own rows are padded
+  // to 4 bytes when no stride is given.
+  const int64_t rowBytes = (int64_t{size.cx} * depth + 7) / 8;
+  int64_t delta = stride;
+  if (delta == 0 && !bits) delta = (rowBytes + 3) & ~int64_t{3};
+  if (delta < rowBytes || uint64_t(delta) > kMaxBitmapBytes) return nullptr;
+  const uint64_t total = uint64_t(delta) * uint64_t(size.cy);
+  if (total > kMaxBitmapBytes) return nullptr;
+  uint8_t* base = static_cast<uint8_t*>(bits);
+  if (!base) {
+    try {
+      surface->bits.assign(total, 0);
+    } catch (const std::bad_alloc&) {
+      return nullptr;
+    }
+    base = surface->bits.data();
+  }
+  so.cjBits = static_cast<ULONG>(total);
+  so.pvBits = base;
+  // A bottom-up bitmap stores its last row first: the top row starts at the
+  // last stride of the buffer and rows step backwards.
+  if (flags & BMF_TOPDOWN) {
+    so.pvScan0 = base;
+    so.lDelta = static_cast<LONG>(delta);
+  } else {
+    so.pvScan0 = base + (size.cy - 1) * delta;
+    so.lDelta = static_cast<LONG>(-delta);
+  }
   return reinterpret_cast<HBITMAP>(snk::engine::Register(std::move(surface)));
 }
 

@@ -200,11 +200,6 @@ TEST_F(RasterTest, BlitRefusesWhatItCannotDraw) {
   // A source operation without a source, a pattern operation without a brush.
   EXPECT_FALSE(Blit(&brush, ROP3_SRCCOPY, RECTL{0, 0, 4, 4}));
   EXPECT_FALSE(Blit(nullptr, ROP3_PATCOPY, RECTL{0, 0, 4, 4}));
-  // Blits from a surface are not handled here.
-  RECTL rect{0, 0, 4, 4};
-  POINTL src{0, 0};
-  EXPECT_FALSE(EngBitBlt(so_, so_, nullptr, nullptr, nullptr, &rect, &src, nullptr, &brush.bo, nullptr,
-                         ROP3_SRCCOPY | ROP3_SRCCOPY << 8));
   EXPECT_EQ(Count(kWhite), 40 * 40);
   // No brush is needed when the pattern is not used; swapped corners are fine.
   EXPECT_TRUE(Blit(nullptr, ROP3_DSTINVERT, RECTL{4, 4, 0, 0}));
