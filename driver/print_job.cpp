@@ -110,6 +110,7 @@ bool CKMC_Document::StartDocument(const char16_t* name, uint32_t /*jobId*/) {
 
 void CKMC_Document::StartPage() {
   if (jobCancelled) return;
+  graphics.DiscardPendingImages();
   BeginPageContent();
   graphics.StartPage();
 }

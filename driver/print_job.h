@@ -89,5 +89,5 @@ class CKMC_Document : public CKMC_DocumentWriter {
   uint32_t showStatus = 1;
 
   // The vector drawing of the job's pages; it reads the job's switches.
-  CKMC_Graphics graphics{*this, gdiPunt, jobCancelled, imageCompress};
+  CKMC_Graphics graphics{*this, gdiPunt, jobCancelled, imageCompress, mergeImages};
 };

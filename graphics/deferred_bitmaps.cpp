@@ -98,10 +98,6 @@ void CKMC_Graphics::FlushDeferredBitmaps(SURFOBJ* surface) {
   CaptureDirtyAreas(surface);
 }
 
-void CKMC_Graphics::FlushPendingImages() {
-  // Source bitmaps are not captured yet, so no image is ever pending.
-}
-
 void CKMC_Graphics::CaptureDirtyAreas(SURFOBJ* surface) {
   if (dirtyRegion.Count() == 0) return;
   NormalizeRectList(dirtyRegion);
@@ -145,10 +141,4 @@ void CKMC_Graphics::CaptureSurfaceRect(SURFOBJ* surface, const RECTL& rect) {
   out.AppendString("q " + snk::FormatG(x2 - x1) + " 0 0 " + snk::FormatG(y2 - y1) + ' ' + snk::FormatG(x1) +
                    ' ' + snk::FormatG(y1) + " cm /Im" + snk::FormatInteger(image.objectNumber) + " Do Q\n");
   WriteImageObject(writer_, image, *imageCompress_ != 0);
-}
-
-void CKMC_Graphics::TransferBitmap(SURFOBJ* /*source*/, const RECTL& /*target*/,
-                                   const POINTL* /*sourceOrigin*/) {
-  if (Cancelled()) return;
-  // The source bitmap is not captured yet: nothing is drawn.
 }

@@ -17,9 +17,11 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "base/binary_buf.h"
 #include "base/byte_string.h"
+#include "graphics/image_object.h"
 #include "platform/winddi.h"
 #include "writer/document_writer.h"
 
@@ -74,6 +76,14 @@ class CKMC_Graphics {
       : CKMC_Graphics(writer, gdiPunt, jobCancelled) {
     imageCompress_ = &imageCompress;
   }
+  // `mergeImages` says that a full queue of captured bitmaps is composed
+  // into one image (on when not given).
+  CKMC_Graphics(CKMC_DocumentWriter& writer, const uint32_t& gdiPunt, const uint32_t& jobCancelled,
+                const uint32_t& imageCompress, const uint8_t& mergeImages)
+      : CKMC_Graphics(writer, gdiPunt, jobCancelled, imageCompress) {
+    mergeImages_ = &mergeImages;
+  }
+  ~CKMC_Graphics();
   CKMC_Graphics(const CKMC_Graphics&) = delete;
   CKMC_Graphics& operator=(const CKMC_Graphics&) = delete;
 
@@ -137,13 +147,49 @@ class CKMC_Graphics {
   // Brings what the engine drew so far into the content stream, below what
   // comes next.
   void FlushDeferredBitmaps(SURFOBJ* surface);
-  // A blit with a source bitmap while the engine does not draw: the place
-  // where the source will be captured as an image. Draws nothing yet.
-  void TransferBitmap(SURFOBJ* source, const RECTL& target, const POINTL* sourceOrigin);
   // Cuts `rect` from the 24-bit surface as a new image and places it there
   // in the content stream. The part of `rect` outside the surface is left
   // out; nothing is written when nothing is left.
   void CaptureSurfaceRect(SURFOBJ* surface, const RECTL& rect);
+
+  // ---- bitmaps while the engine does not draw (bitmap_transfer.cpp)
+
+  // The largest number of true-colour images that wait in the queue.
+  static constexpr int32_t kPendingLimit = 500;
+
+  // A source bitmap copied into `target`: its `sourceRect` is captured
+  // now; a true-colour image waits in the queue, an indexed one is placed
+  // at once. JPEG sources are copied as they are, PNG sources dropped.
+  void TransferBitmap(SURFOBJ* source, XLATEOBJ* xlate, const RECTL& target, const RECTL& sourceRect);
+  // Places every queued image, or composes a full queue into one image
+  // when MergeImages is on; the queue is empty afterwards.
+  void FlushPendingImages();
+  // The queue composed into one image of the size of `box`, clipped to the
+  // union of the target rectangles. The queue itself is left as it is.
+  void MergePendingImages(const RECTL& box);
+  // Writes the operators that show `image` in `target` and its object
+  // under a new number.
+  void PlaceImage(ImageData& image, const RECTL& target, CKM_BinaryBuf& out);
+  // `sourceRect` of `source` drawn into the parallelogram whose upper left,
+  // upper right and lower left corners are `corners` (28.4 fixed point).
+  void PlaceSkewedImage(SURFOBJ* source, SURFOBJ* mask, XLATEOBJ* xlate, const POINTFIX* corners,
+                        const RECTL& sourceRect);
+  // A JPEG file shown in `target` as it is. Nothing is written when its
+  // header cannot be read.
+  void WriteJpegPassthrough(const uint8_t* data, uint32_t size, const RECTL& target);
+
+  size_t PendingCount() const { return pendingImages_.size(); }
+  // Drops queued images that a cancelled job left behind; a page that ended
+  // normally left none.
+  void DiscardPendingImages() { ClearPendingImages(); }
+
+  // ---- gradients (gradients.cpp)
+
+  // A gradient fill as a shading of Gouraud triangles over `extents`.
+  // Throws std::invalid_argument for a mesh that cannot be written: a
+  // vertex index past the vertices, or an empty extent.
+  void WriteGradient(const TRIVERTEX* vertices, ULONG vertexCount, const void* mesh, ULONG meshCount,
+                     const RECTL& extents, ULONG mode);
 
   // ---- state
 
@@ -164,15 +210,20 @@ class CKMC_Graphics {
   CKM_ByteString clipText;
   // Surface areas the engine drew that are not yet in the content stream.
   CKMC_RectList dirtyRegion;
+  // Where each queued image came from in its source and where it goes on
+  // the page; entry i belongs to queued image i.
+  CKMC_RectList pendingSources;
+  CKMC_RectList pendingTargets;
   // Set by the text output while a "BT " is open.
   bool textRunOpen = false;
 
  private:
   static constexpr uint32_t kImageCompressOn = 1;
+  static constexpr uint8_t kMergeImagesOn = 1;
 
   bool Cancelled() const { return jobCancelled_ != 0; }
-  // Images queued while the engine does not draw; none are queued yet.
-  void FlushPendingImages();
+  // Deletes the queued images and empties both rectangle lists.
+  void ClearPendingImages();
   // Cuts the listed areas from the surface as images, in bands without
   // overlap, and empties the list.
   void CaptureDirtyAreas(SURFOBJ* surface);
@@ -181,4 +232,8 @@ class CKMC_Graphics {
   const uint32_t& gdiPunt_;
   const uint32_t& jobCancelled_;
   const uint32_t* imageCompress_ = &kImageCompressOn;
+  const uint8_t* mergeImages_ = &kMergeImagesOn;
+  // True-colour images captured while the engine does not draw, in the
+  // order of their calls.
+  std::vector<std::unique_ptr<ImageData>> pendingImages_;
 };

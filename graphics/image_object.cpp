@@ -3,8 +3,10 @@
 
 #include <zlib.h>
 
+#include <climits>
 #include <csetjmp>
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 // After <cstdio>: jpeglib.h needs size_t and FILE declared before it.
@@ -180,4 +182,172 @@ void WriteImageObject(CKMC_DocumentWriter& writer, const ImageData& image, bool 
   CKMC_Stream stream;
   BuildImageStream(image, imageCompress, writer.colorSpaceObject, stream);
   writer.WriteIndirectObject(image.objectNumber, &stream);
+}
+
+namespace {
+
+// The most bytes a captured image may hold.
+constexpr uint64_t kMaxCaptureBytes = uint64_t{1} << 30;
+
+// The bytes of a source bitmap as the capture addresses them: offsets from
+// the first scan line, which may point into the middle of the memory for a
+// bottom-up bitmap. Bytes outside the bitmap's rows read as 0.
+class SourceBytes {
+ public:
+  explicit SourceBytes(const SURFOBJ& so) : scan0_(static_cast<const uint8_t*>(so.pvScan0)) {
+    int64_t rows = so.sizlBitmap.cy;
+    int64_t delta = so.lDelta;
+    if (!scan0_ || rows <= 0 || delta == 0) return;
+    low_ = delta > 0 ? 0 : (rows - 1) * delta;
+    high_ = low_ + rows * (delta > 0 ? delta : -delta);
+  }
+
+  // `length` bytes from `offset` into `out`.
+  void Copy(int64_t offset, size_t length, uint8_t* out) const {
+    if (offset >= low_ && offset <= high_ && static_cast<int64_t>(length) <= high_ - offset) {
+      if (length) std::memcpy(out, scan0_ + offset, length);
+      return;
+    }
+    for (size_t i = 0; i < length; ++i) out[i] = Byte(offset + static_cast<int64_t>(i));
+  }
+
+  // The little-endian word of four bytes at `offset`.
+  uint32_t Word(int64_t offset) const {
+    if (offset >= low_ && offset + 4 <= high_) {
+      const uint8_t* p = scan0_ + offset;
+      return p[0] | p[1] << 8 | p[2] << 16 | static_cast<uint32_t>(p[3]) << 24;
+    }
+    return Byte(offset) | Byte(offset + 1) << 8 | Byte(offset + 2) << 16 |
+           static_cast<uint32_t>(Byte(offset + 3)) << 24;
+  }
+
+ private:
+  uint8_t Byte(int64_t offset) const { return offset >= low_ && offset < high_ ? scan0_[offset] : 0; }
+
+  const uint8_t* scan0_;
+  int64_t low_ = 0;
+  int64_t high_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<ImageData> CaptureBitmap(CKMC_DocumentWriter& writer, SURFOBJ* source, XLATEOBJ* xlate,
+                                         const RECTL& rect) {
+  if (!source || !source->pvScan0) return nullptr;
+  int64_t width = int64_t{rect.right} - rect.left;
+  int64_t height = int64_t{rect.bottom} - rect.top;
+  if (width < 0 || height < 0) return nullptr;
+
+  const ULONG format = source->iBitmapFormat;
+  const bool indexed = format == BMF_1BPP || format == BMF_4BPP || format == BMF_8BPP;
+  const uint32_t bits = format == BMF_1BPP ? 1 : format == BMF_4BPP ? 4 : format == BMF_8BPP ? 8 : 24;
+  const uint64_t rowBytes =
+      indexed ? (static_cast<uint64_t>(bits) * width + 7) / 8 : 3 * static_cast<uint64_t>(width);
+  const uint64_t size = rowBytes * static_cast<uint64_t>(height);
+  if (size > kMaxCaptureBytes) return nullptr;
+
+  auto image = std::make_unique<ImageData>();
+  image->objectNumber = writer.NewObjectNumber();
+  image->width = static_cast<uint32_t>(width);
+  image->height = static_cast<uint32_t>(height);
+  image->bits = bits;
+  image->AllocatePixels(static_cast<uint32_t>(size));
+
+  const SourceBytes bytes(*source);
+  const int64_t delta = source->lDelta;
+  if (indexed) {
+    if (xlate && xlate->pulXlate && xlate->cEntries) {
+      image->paletteCount = xlate->cEntries;
+      image->palette.reset(new uint32_t[xlate->cEntries]);
+      std::memcpy(image->palette.get(), xlate->pulXlate, sizeof(uint32_t) * xlate->cEntries);
+    }
+    // The left edge counts in bytes whatever the depth: a 1 or 4-bit
+    // rectangle that does not start at 0 is read from further right.
+    for (int64_t row = 0; row < height; ++row)
+      bytes.Copy((rect.top + row) * delta + rect.left, rowBytes, image->pixels.get() + row * rowBytes);
+    return image;
+  }
+
+  // Every depth starts its row three bytes a pixel in, and every pixel is
+  // read as a whole word, which the translation cuts to the depth's bits.
+  const int64_t step = format == BMF_16BPP ? 2 : format == BMF_24BPP ? 3 : 4;
+  uint8_t* out = image->pixels.get();
+  for (int64_t row = 0; row < height; ++row) {
+    int64_t at = (rect.top + row) * delta + 3 * int64_t{rect.left};
+    for (int64_t x = 0; x < width; ++x, at += step) {
+      uint32_t word = bytes.Word(at);
+      uint32_t color = xlate ? XLATEOBJ_iXlate(xlate, word) : word;
+      *out++ = static_cast<uint8_t>(color);
+      *out++ = static_cast<uint8_t>(color >> 8);
+      *out++ = static_cast<uint8_t>(color >> 16);
+    }
+  }
+  return image;
+}
+
+namespace {
+
+// The header reader's errors end the reading through a jump back to the
+// caller; its warnings are not shown.
+struct JpegReadErrors {
+  jpeg_error_mgr mgr;
+  std::jmp_buf back;
+};
+
+[[noreturn]] void JpegReadErrorExit(j_common_ptr info) {
+  std::longjmp(reinterpret_cast<JpegReadErrors*>(info->err)->back, 1);
+}
+
+// Only plain data lives in this frame, so the error jump skips no
+// destructor.
+bool RunJpegHeader(jpeg_decompress_struct* info, JpegReadErrors* errors, const uint8_t* data, size_t size,
+                   JpegHeader* header) {
+  info->err = jpeg_std_error(&errors->mgr);
+  errors->mgr.error_exit = JpegReadErrorExit;
+  errors->mgr.output_message = JpegSilent;
+  if (setjmp(errors->back)) {
+    jpeg_destroy_decompress(info);
+    return false;
+  }
+  jpeg_create_decompress(info);
+  jpeg_mem_src(info, const_cast<unsigned char*>(data), static_cast<unsigned long>(size));
+  bool read = jpeg_read_header(info, TRUE) == JPEG_HEADER_OK;
+  if (read) {
+    header->width = info->image_width;
+    header->height = info->image_height;
+    header->components = info->num_components;
+  }
+  jpeg_destroy_decompress(info);
+  return read;
+}
+
+}  // namespace
+
+bool ReadJpegHeader(const uint8_t* data, size_t size, JpegHeader& header) {
+  if (!data || size == 0 || size > ULONG_MAX) return false;
+  jpeg_decompress_struct info{};
+  JpegReadErrors errors{};
+  return RunJpegHeader(&info, &errors, data, size, &header);
+}
+
+void BuildJpegStream(const JpegHeader& header, const uint8_t* data, size_t size, uint32_t colorSpace,
+                     CKMC_Stream& stream) {
+  CKMC_Dictionary& dict = stream.dict;
+  dict.SetLiteral("/Type", "/XObject");
+  dict.SetLiteral("/Subtype", "/Image");
+  dict.SetNumber("/Width", header.width);
+  dict.SetNumber("/Height", header.height);
+  if (header.components == 1) {
+    // A grey file shown through the RGB space: index i is grey level i.
+    ImageData ramp;
+    ramp.paletteCount = 256;
+    ramp.palette.reset(new uint32_t[256]);
+    for (uint32_t i = 0; i < 256; ++i) ramp.palette[i] = i | i << 8 | i << 16;
+    dict.SetLiteral("/ColorSpace", IndexedColorSpace(ramp, colorSpace));
+  } else {
+    dict.SetReference("/ColorSpace", colorSpace);
+  }
+  dict.SetNumber("/BitsPerComponent", 8);
+  dict.SetLiteral("/Filter", "/DCTDecode");
+  stream.data = CKM_ByteString(data, size);
 }

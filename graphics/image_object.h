@@ -12,6 +12,7 @@
 #include <memory>
 
 #include "base/byte_string.h"
+#include "platform/winddi.h"
 #include "writer/document_writer.h"
 #include "writer/output_object.h"
 
@@ -59,3 +60,29 @@ void BuildImageStream(const ImageData& image, bool imageCompress, uint32_t color
 // Writes the image's indirect object under its number, which has been
 // given out already.
 void WriteImageObject(CKMC_DocumentWriter& writer, const ImageData& image, bool imageCompress);
+
+// Copies `rect` of a source bitmap into a new image under a new object
+// number. 1, 4 and 8-bit sources stay indexed (their bytes are copied, the
+// palette is the translation's table); every other format becomes true
+// colour through XLATEOBJ_iXlate. Row starts follow the source's own
+// addressing: the rectangle's left is a byte offset for indexed sources and
+// three bytes a pixel for all others. Bytes outside the bitmap read as 0.
+// Null when there is nothing to copy from or the size cannot be held.
+std::unique_ptr<ImageData> CaptureBitmap(CKMC_DocumentWriter& writer, SURFOBJ* source, XLATEOBJ* xlate,
+                                         const RECTL& rect);
+
+// What a JPEG file's header says about its image.
+struct JpegHeader {
+  uint32_t width = 0;
+  uint32_t height = 0;
+  int components = 0;
+};
+
+// Reads the header of the JPEG file in `data` without decoding; false when
+// it cannot be read.
+bool ReadJpegHeader(const uint8_t* data, size_t size, JpegHeader& header);
+
+// The image dictionary of a JPEG file copied as it is: a grey file is shown
+// through a grey ramp palette over the ICC-based space.
+void BuildJpegStream(const JpegHeader& header, const uint8_t* data, size_t size, uint32_t colorSpace,
+                     CKMC_Stream& stream);

@@ -119,6 +119,51 @@ inline constexpr DWORD TIME_ZONE_ID_STANDARD = 1;
 inline constexpr DWORD TIME_ZONE_ID_DAYLIGHT = 2;
 inline constexpr DWORD TIME_ZONE_ID_INVALID = 0xFFFFFFFF;
 
+// ------------------------------------------------------------ GDI memory canvas
+
+struct HDC__;
+using HDC = HDC__*;
+struct HBITMAP__;
+using HBITMAP = HBITMAP__*;  // the same handle type as the driver interface's
+struct HBRUSH__;
+using HBRUSH = HBRUSH__*;
+struct HPEN__;
+using HPEN = HPEN__*;
+using HGDIOBJ = void*;  // any of HBITMAP, HBRUSH, HPEN
+using COLORREF = DWORD;  // red in bits 0-7, green 8-15, blue 16-23
+
+inline constexpr INT PS_SOLID = 0;
+inline constexpr DWORD BI_RGB = 0;
+inline constexpr UINT DIB_RGB_COLORS = 0;
+inline constexpr DWORD SRCCOPY = 0x00CC0020;
+
+struct BITMAPINFOHEADER {
+  DWORD biSize;
+  LONG biWidth;
+  LONG biHeight;  // negative: rows top-down
+  WORD biPlanes;
+  WORD biBitCount;
+  DWORD biCompression;
+  DWORD biSizeImage;
+  LONG biXPelsPerMeter;
+  LONG biYPelsPerMeter;
+  DWORD biClrUsed;
+  DWORD biClrImportant;
+};
+static_assert(sizeof(BITMAPINFOHEADER) == 40);
+
+struct RGBQUAD {
+  BYTE rgbBlue;
+  BYTE rgbGreen;
+  BYTE rgbRed;
+  BYTE rgbReserved;
+};
+
+struct BITMAPINFO {
+  BITMAPINFOHEADER bmiHeader;
+  RGBQUAD bmiColors[1];
+};
+
 // ------------------------------------------------------------ code pages
 
 inline constexpr UINT CP_ACP = 0;
@@ -235,6 +280,23 @@ HWND GetForegroundWindow();
 HWND GetDesktopWindow();
 INT GetWindowTextW(HWND window, LPWSTR buffer, INT size);
 INT GetClassNameW(HWND window, LPWSTR buffer, INT size);
+
+// GDI memory canvas: a memory DC compatible with the screen's DC (GetDC of
+// no window), a 24-bit bitmap in it, DIBs drawn into it and read back.
+// Handles that are not live are refused.
+HDC GetDC(HWND window);
+INT ReleaseDC(HWND window, HDC dc);
+HDC CreateCompatibleDC(HDC dc);
+BOOL DeleteDC(HDC dc);
+HBITMAP CreateCompatibleBitmap(HDC dc, INT width, INT height);
+HBRUSH CreateSolidBrush(COLORREF color);
+HPEN CreatePen(INT style, INT width, COLORREF color);
+HGDIOBJ SelectObject(HDC dc, HGDIOBJ object);
+BOOL DeleteObject(HGDIOBJ object);
+INT StretchDIBits(HDC dc, INT xDest, INT yDest, INT destWidth, INT destHeight, INT xSrc, INT ySrc,
+                  INT srcWidth, INT srcHeight, const void* bits, const BITMAPINFO* info, UINT usage,
+                  DWORD rop);
+INT GetDIBits(HDC dc, HBITMAP bitmap, UINT start, UINT lines, LPVOID bits, BITMAPINFO* info, UINT usage);
 
 // Clock and zone. SOURCE_DATE_EPOCH, when set, replaces the clock.
 void GetLocalTime(SYSTEMTIME* time);

@@ -6,9 +6,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "host/engine/print_job.h"
 #include "host/system/host_control.h"
@@ -47,6 +49,61 @@ inline std::string ContentOfFirstPage(const std::string& pdf) {
   const std::string number = pdf.substr(contents + 10, pdf.find(' ', contents + 10) - contents - 10);
   return Inflate(StreamData(Object(pdf, static_cast<uint32_t>(std::stoul(number)))));
 }
+
+// How often `part` occurs in `text`.
+inline size_t CountOf(const std::string& text, const std::string& part) {
+  size_t count = 0;
+  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size())) ++count;
+  return count;
+}
+
+// A source bitmap made by the engine over memory the test owns: `stride`
+// bytes a row, top-down unless `flags` says otherwise, with the spare row
+// and four zero bytes behind the rows that readers of whole words rely on.
+// A JPEG or PNG source holds its file instead. Locked while it lives.
+class SourceBitmap {
+ public:
+  SourceBitmap(LONG width, LONG height, ULONG format, LONG stride, FLONG flags = BMF_TOPDOWN)
+      : bits_(static_cast<size_t>(stride) * (height + 1) + 4, 0) {
+    Make(SIZEL{width, height}, stride, format, flags);
+  }
+  // A compressed file as the source.
+  SourceBitmap(LONG width, LONG height, ULONG format, const std::string& file)
+      : bits_(file.begin(), file.end()) {
+    Make(SIZEL{width, height}, static_cast<LONG>(file.size()), format, 0);
+  }
+  ~SourceBitmap() {
+    if (so_) EngUnlockSurface(so_);
+    if (handle_) EngDeleteSurface(handle_);
+  }
+  SourceBitmap(const SourceBitmap&) = delete;
+  SourceBitmap& operator=(const SourceBitmap&) = delete;
+
+  SURFOBJ* so() const { return so_; }
+  // Row y (0 = top) of the bitmap's pixels.
+  uint8_t* Row(LONG y) const { return static_cast<uint8_t*>(so_->pvScan0) + int64_t{y} * so_->lDelta; }
+  // Fills every 24-bit pixel of a top-down or bottom-up bitmap with `color`
+  // (a COLORREF, stored R, G, B as the page surface stores it).
+  void Fill24(uint32_t color) const {
+    for (LONG y = 0; y < so_->sizlBitmap.cy; ++y)
+      for (LONG x = 0; x < so_->sizlBitmap.cx; ++x) {
+        Row(y)[x * 3] = static_cast<uint8_t>(color);
+        Row(y)[x * 3 + 1] = static_cast<uint8_t>(color >> 8);
+        Row(y)[x * 3 + 2] = static_cast<uint8_t>(color >> 16);
+      }
+  }
+
+ private:
+  void Make(SIZEL size, LONG stride, ULONG format, FLONG flags) {
+    handle_ = reinterpret_cast<HSURF>(EngCreateBitmap(size, stride, format, flags, bits_.data()));
+    if (handle_) so_ = EngLockSurface(handle_);
+    EXPECT_NE(so_, nullptr) << "the engine made no bitmap of format " << format;
+  }
+
+  std::vector<uint8_t> bits_;
+  HSURF handle_ = nullptr;
+  SURFOBJ* so_ = nullptr;
+};
 
 class DriverPageTest : public HostTest {
  protected:
