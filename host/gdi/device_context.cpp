@@ -172,8 +172,8 @@ DeviceContext::DeviceContext(const EmfHeader& header, PlayTarget& target)
   const double pxPerHmmY =
       header.millimeters.cy > 0 ? double(header.device.cy) / (header.millimeters.cy * 100.0) : 0;
   const double fl = header.frame.left * pxPerHmmX, ft = header.frame.top * pxPerHmmY;
-  const double fw = (header.frame.right - header.frame.left) * pxPerHmmX;
-  const double fh = (header.frame.bottom - header.frame.top) * pxPerHmmY;
+  const double fw = (double(header.frame.right) - header.frame.left) * pxPerHmmX;
+  const double fh = (double(header.frame.bottom) - header.frame.top) * pxPerHmmY;
   if (fw > 0 && fh > 0 && surface_.right > 0 && surface_.bottom > 0) {
     page_.m11 = surface_.right / fw;
     page_.m22 = surface_.bottom / fh;
@@ -325,6 +325,15 @@ bool DeviceContext::Handles(uint32_t type) {
     case EMR_FRAMERGN:
     case EMR_INVERTRGN:
     case EMR_PAINTRGN:
+    case EMR_BITBLT:
+    case EMR_STRETCHBLT:
+    case EMR_MASKBLT:
+    case EMR_PLGBLT:
+    case EMR_SETDIBITSTODEVICE:
+    case EMR_STRETCHDIBITS:
+    case EMR_ALPHABLEND:
+    case EMR_TRANSPARENTBLT:
+    case EMR_GRADIENTFILL:
       return true;
     default:
       return false;
@@ -366,6 +375,17 @@ bool DeviceContext::Play(const EmfRecord& record, std::string* fault) {
     case EMR_INVERTRGN:
     case EMR_PAINTRGN:
       return PlayRegion(record, r, fault);
+    case EMR_BITBLT:
+    case EMR_STRETCHBLT:
+    case EMR_MASKBLT:
+    case EMR_PLGBLT:
+    case EMR_SETDIBITSTODEVICE:
+    case EMR_STRETCHDIBITS:
+    case EMR_ALPHABLEND:
+    case EMR_TRANSPARENTBLT:
+      return PlayBitmap(record, r, fault);
+    case EMR_GRADIENTFILL:
+      return PlayGradient(r, fault);
     default:
       break;
   }
@@ -519,6 +539,12 @@ bool DeviceContext::PlayState(const EmfRecord& record, ByteReader& r, std::strin
       return true;
     case EMR_SETBRUSHORGEX:
       if (!ReadPoint(r, s.brushOrigin)) return Fail(fault, "too short");
+      return true;
+    case EMR_SETSTRETCHBLTMODE:
+      if (!r.ReadU32(u)) return Fail(fault, "too short");
+      if (u < BLACKONWHITE || u > HALFTONE)
+        return Fail(fault, "stretch mode " + std::to_string(u) + " is unknown");
+      s.stretchMode = u;
       return true;
     case EMR_MOVETOEX: {
       PointD p;
@@ -852,11 +878,15 @@ bool DeviceContext::Blit(const RECTL& rect, const Region* extraClip, const Brush
   if (brush && !Realize(*brush, &hb)) return true;
   RECTL target = rect;
   HostClip clip(vis, &target, uniq);
-  const PointD org = page_.Apply(state_.brushOrigin);
-  POINTL brushOrigin{LONG(std::lround(org.x)), LONG(std::lround(org.y))};
+  POINTL brushOrigin = DeviceBrushOrigin();
   target_.BitBlt(nullptr, nullptr, &clip.co, nullptr, &target, nullptr, nullptr, hb ? &hb->bo : nullptr,
                  &brushOrigin, rop);
   return true;
+}
+
+POINTL DeviceContext::DeviceBrushOrigin() const {
+  const PointD org = page_.Apply(state_.brushOrigin);
+  return {LONG(std::lround(org.x)), LONG(std::lround(org.y))};
 }
 
 bool DeviceContext::PlayDrawing(const EmfRecord& record, ByteReader& r, std::string* fault) {
@@ -1075,6 +1105,83 @@ bool DeviceContext::PlayDrawing(const EmfRecord& record, ByteReader& r, std::str
   }
   if (!Draw(shape, true, closed, to, fault)) return false;
   if (to && count > 0) s.current = pts.back();
+  return true;
+}
+
+// ---------------------------------------------------------------- blit placement
+
+void DeviceContext::PlaceDestination(double x, double y, double cx, double cy, PointD corner[3]) const {
+  const Matrix m = DeviceMatrix();
+  corner[0] = m.Apply({x, y});
+  corner[1] = m.Apply({x + cx, y});
+  corner[2] = m.Apply({x, y + cy});
+}
+
+bool DeviceContext::FitSource(BlitPlan& plan, std::string* fault) const {
+  PointD* c = plan.corner;
+  double* s = plan.src;
+  for (const PointD& p : {c[0], c[1], c[2]})
+    if (!(std::fabs(p.x) <= kMaxDeviceCoordinate) || !(std::fabs(p.y) <= kMaxDeviceCoordinate))
+      return Fail(fault, "the destination lies too far away");
+  for (int i = 0; i < 4; ++i)
+    if (!(std::fabs(s[i]) <= kMaxDeviceCoordinate))
+      return Fail(fault, "the source rectangle lies too far away");
+  // Whole source pixels.
+  for (int i = 0; i < 4; ++i) s[i] = std::round(s[i]);
+  // A source running right to left or bottom to top mirrors the destination.
+  if (s[2] < s[0]) {
+    std::swap(s[0], s[2]);
+    const PointD across{c[1].x - c[0].x, c[1].y - c[0].y};
+    std::swap(c[0], c[1]);
+    c[2] = {c[2].x + across.x, c[2].y + across.y};
+  }
+  if (s[3] < s[1]) {
+    std::swap(s[1], s[3]);
+    const PointD down{c[2].x - c[0].x, c[2].y - c[0].y};
+    std::swap(c[0], c[2]);
+    c[1] = {c[1].x + down.x, c[1].y + down.y};
+  }
+  const double sw = s[2] - s[0], sh = s[3] - s[1];
+  if (sw == 0 || sh == 0) return Fail(fault, "the source rectangle is empty");
+  // Cut to the source bitmap: the engine reads only inside it.
+  double cut[4] = {s[0], s[1], s[2], s[3]};
+  if (plan.source) {
+    const SURFOBJ* so = plan.source->Surface();
+    cut[0] = std::max(cut[0], 0.0);
+    cut[1] = std::max(cut[1], 0.0);
+    cut[2] = std::min(cut[2], double(so->sizlBitmap.cx));
+    cut[3] = std::min(cut[3], double(so->sizlBitmap.cy));
+  }
+  if (cut[2] <= cut[0] || cut[3] <= cut[1])
+    return Fail(fault, "the source rectangle lies outside the bitmap");
+  const PointD across{(c[1].x - c[0].x) / sw, (c[1].y - c[0].y) / sw};
+  const PointD down{(c[2].x - c[0].x) / sh, (c[2].y - c[0].y) / sh};
+  auto at = [&](double u, double v) {
+    return PointD{c[0].x + across.x * (u - s[0]) + down.x * (v - s[1]),
+                  c[0].y + across.y * (u - s[0]) + down.y * (v - s[1])};
+  };
+  const PointD moved[3] = {at(cut[0], cut[1]), at(cut[2], cut[1]), at(cut[0], cut[3])};
+  for (int i = 0; i < 3; ++i) c[i] = moved[i];
+  plan.maskOrigin.x += LONG(cut[0] - s[0]);
+  plan.maskOrigin.y += LONG(cut[1] - s[1]);
+  for (int i = 0; i < 4; ++i) s[i] = cut[i];
+  if (plan.mask) {
+    const SURFOBJ* mo = plan.mask->Surface();
+    const POINTL& o = plan.maskOrigin;
+    if (o.x < 0 || o.y < 0 || o.x + (s[2] - s[0]) > mo->sizlBitmap.cx ||
+        o.y + (s[3] - s[1]) > mo->sizlBitmap.cy)
+      return Fail(fault, "the mask of " + std::to_string(mo->sizlBitmap.cx) + " x " +
+                             std::to_string(mo->sizlBitmap.cy) + " pixels does not cover the source from (" +
+                             std::to_string(o.x) + ", " + std::to_string(o.y) + ")");
+  }
+  return true;
+}
+
+bool DeviceContext::BlitClip(const RECTL& bounds, std::optional<HostClip>* clip) const {
+  if (bounds.right <= bounds.left || bounds.bottom <= bounds.top) return false;
+  const Region vis = VisibleRegion();
+  if (vis.Intersect(bounds).Empty()) return false;
+  clip->emplace(vis, &bounds, uniq_);
   return true;
 }
 

@@ -18,9 +18,11 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/engine/brush.h"
+#include "host/engine/clip.h"
 #include "host/engine/region.h"
 #include "host/gdi/emf_reader.h"
 #include "host/gdi/shapes.h"
@@ -33,6 +35,7 @@ class HostPath;
 namespace snk::gdi {
 
 class PlayTarget;
+class SourceBitmap;
 
 // An affine transform in GDI's XFORM layout:
 // x' = x * m11 + y * m21 + dx, y' = x * m12 + y * m22 + dy.
@@ -140,6 +143,7 @@ struct DcState {
   std::optional<engine::Region> meta;
   uint32_t dcBrushColor = 0xFFFFFF;
   uint32_t dcPenColor = 0;
+  uint32_t stretchMode = BLACKONWHITE;  // iMode of the stretching blits
 };
 
 class DeviceContext {
@@ -159,6 +163,9 @@ class DeviceContext {
   // The clip, meta region and surface combined, in surface pixels.
   engine::Region VisibleRegion() const;
   uint32_t visibleUniq() const { return uniq_; }
+  // Faults of the last record that did not stop it from being played (a
+  // bitmap's colour table cut short); taken once.
+  std::vector<std::string> TakeNotes() { return std::exchange(notes_, {}); }
 
  private:
   struct Pen;  // a pen resolved for one drawing
@@ -168,6 +175,35 @@ class DeviceContext {
   bool PlayDrawing(const EmfRecord& record, ByteReader& r, std::string* fault);
   bool PlayPathOrClip(const EmfRecord& record, ByteReader& r, std::string* fault);
   bool PlayRegion(const EmfRecord& record, ByteReader& r, std::string* fault);
+  // The bitmap records and EMR_GRADIENTFILL (emf_bitmaps.cpp).
+  bool PlayBitmap(const EmfRecord& record, ByteReader& r, std::string* fault);
+  bool PlayGradient(ByteReader& r, std::string* fault);
+
+  // A blit placed on the device: the source rectangle (source pixels) and
+  // where its top-left, top-right and bottom-left corners land (surface
+  // pixels). A mask, when given, lines up with the source from maskOrigin.
+  struct BlitPlan {
+    SourceBitmap* source = nullptr;
+    SourceBitmap* mask = nullptr;
+    POINTL maskOrigin{};
+    PointD corner[3];
+    double src[4] = {};  // left, top, right, bottom
+    ROP4 rop = 0xCCCC;
+  };
+  // Where the destination rectangle of logical (x, y, cx, cy) lands.
+  void PlaceDestination(double x, double y, double cx, double cy, PointD corner[3]) const;
+  // Turns negative source extents into a mirrored destination and cuts the
+  // source rectangle to the source bitmap (and the mask), moving the
+  // corners with it. False with a fault when nothing is left to draw.
+  bool FitSource(BlitPlan& plan, std::string* fault) const;
+  // Sends a planned blit as the engine would: CopyBits, BitBlt, StretchBlt,
+  // StretchBltROP or PlgBlt.
+  bool SendBlit(BlitPlan& plan, std::string* fault);
+  // A blit whose operation uses no source: the brush over the destination.
+  bool BrushBlit(const PointD corner[3], ROP4 rop, std::string* fault);
+  // The clip object of a blit inside `bounds`; false when nothing is visible.
+  bool BlitClip(const RECTL& bounds, std::optional<engine::HostClip>* clip) const;
+  POINTL DeviceBrushOrigin() const;
 
   bool SetMapMode(uint32_t mode, std::string* fault);
   void FixIsotropic();
@@ -205,6 +241,7 @@ class DeviceContext {
   bool pathReady_ = false;    // ENDPATH seen; FILLPATH and friends may use it
   bool pathWidened_ = false;  // the path is an outline to fill by the winding rule
   uint32_t uniq_ = 1;
+  std::vector<std::string> notes_;
 };
 
 }  // namespace snk::gdi

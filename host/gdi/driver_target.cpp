@@ -42,9 +42,71 @@ BOOL DriverTarget::BitBlt(SURFOBJ* source, SURFOBJ* mask, CLIPOBJ* clip, XLATEOB
                           POINTL* sourceOrigin, POINTL* maskOrigin, BRUSHOBJ* brush, POINTL* brushOrigin,
                           ROP4 rop) {
   if (auto drv = Hooked<PFN_DrvBitBlt>(INDEX_DrvBitBlt, HOOK_BITBLT))
-    return drv(Surface(), source, mask, clip, xlate, target, sourceOrigin, maskOrigin, brush, brushOrigin, rop);
+    return drv(Surface(), source, mask, clip, xlate, target, sourceOrigin, maskOrigin, brush, brushOrigin,
+               rop);
   return EngBitBlt(Surface(), source, mask, clip, xlate, target, sourceOrigin, maskOrigin, brush, brushOrigin,
                    rop);
+}
+
+BOOL DriverTarget::CopyBits(SURFOBJ* source, CLIPOBJ* clip, XLATEOBJ* xlate, RECTL* target,
+                            POINTL* sourceOrigin) {
+  if (auto drv = Hooked<PFN_DrvCopyBits>(INDEX_DrvCopyBits, HOOK_COPYBITS))
+    return drv(Surface(), source, clip, xlate, target, sourceOrigin);
+  return EngCopyBits(Surface(), source, clip, xlate, target, sourceOrigin);
+}
+
+BOOL DriverTarget::StretchBlt(SURFOBJ* source, SURFOBJ* mask, CLIPOBJ* clip, XLATEOBJ* xlate,
+                              COLORADJUSTMENT* adjustment, POINTL* halftoneOrigin, RECTL* target,
+                              RECTL* sourceRect, POINTL* maskOrigin, ULONG mode) {
+  if (auto drv = Hooked<PFN_DrvStretchBlt>(INDEX_DrvStretchBlt, HOOK_STRETCHBLT))
+    return drv(Surface(), source, mask, clip, xlate, adjustment, halftoneOrigin, target, sourceRect,
+               maskOrigin, mode);
+  return EngStretchBlt(Surface(), source, mask, clip, xlate, adjustment, halftoneOrigin, target, sourceRect,
+                       maskOrigin, mode);
+}
+
+BOOL DriverTarget::StretchBltROP(SURFOBJ* source, SURFOBJ* mask, CLIPOBJ* clip, XLATEOBJ* xlate,
+                                 COLORADJUSTMENT* adjustment, POINTL* halftoneOrigin, RECTL* target,
+                                 RECTL* sourceRect, POINTL* maskOrigin, ULONG mode, BRUSHOBJ* brush,
+                                 DWORD rop) {
+  if (auto drv = Hooked<PFN_DrvStretchBltROP>(INDEX_DrvStretchBltROP, HOOK_STRETCHBLTROP))
+    return drv(Surface(), source, mask, clip, xlate, adjustment, halftoneOrigin, target, sourceRect,
+               maskOrigin, mode, brush, rop);
+  return EngStretchBltROP(Surface(), source, mask, clip, xlate, adjustment, halftoneOrigin, target,
+                          sourceRect, maskOrigin, mode, brush, rop);
+}
+
+BOOL DriverTarget::PlgBlt(SURFOBJ* source, SURFOBJ* mask, CLIPOBJ* clip, XLATEOBJ* xlate,
+                          COLORADJUSTMENT* adjustment, POINTL* brushOrigin, POINTFIX* corners,
+                          RECTL* sourceRect, POINTL* maskOrigin, ULONG mode) {
+  if (auto drv = Hooked<PFN_DrvPlgBlt>(INDEX_DrvPlgBlt, HOOK_PLGBLT))
+    return drv(Surface(), source, mask, clip, xlate, adjustment, brushOrigin, corners, sourceRect, maskOrigin,
+               mode);
+  return EngPlgBlt(Surface(), source, mask, clip, xlate, adjustment, brushOrigin, corners, sourceRect,
+                   maskOrigin, mode);
+}
+
+BOOL DriverTarget::AlphaBlend(SURFOBJ* source, CLIPOBJ* clip, XLATEOBJ* xlate, RECTL* target,
+                              RECTL* sourceRect, BLENDOBJ* blend) {
+  if (auto drv = Hooked<PFN_DrvAlphaBlend>(INDEX_DrvAlphaBlend, HOOK_ALPHABLEND))
+    return drv(Surface(), source, clip, xlate, target, sourceRect, blend);
+  return EngAlphaBlend(Surface(), source, clip, xlate, target, sourceRect, blend);
+}
+
+BOOL DriverTarget::TransparentBlt(SURFOBJ* source, CLIPOBJ* clip, XLATEOBJ* xlate, RECTL* target,
+                                  RECTL* sourceRect, ULONG transparentColor, ULONG reserved) {
+  if (auto drv = Hooked<PFN_DrvTransparentBlt>(INDEX_DrvTransparentBlt, HOOK_TRANSPARENTBLT))
+    return drv(Surface(), source, clip, xlate, target, sourceRect, transparentColor, reserved);
+  return EngTransparentBlt(Surface(), source, clip, xlate, target, sourceRect, transparentColor, reserved);
+}
+
+BOOL DriverTarget::GradientFill(CLIPOBJ* clip, XLATEOBJ* xlate, TRIVERTEX* vertices, ULONG vertexCount,
+                                PVOID mesh, ULONG meshCount, RECTL* extents, POINTL* ditherOrigin,
+                                ULONG mode) {
+  if (auto drv = Hooked<PFN_DrvGradientFill>(INDEX_DrvGradientFill, HOOK_GRADIENTFILL))
+    return drv(Surface(), clip, xlate, vertices, vertexCount, mesh, meshCount, extents, ditherOrigin, mode);
+  return EngGradientFill(Surface(), clip, xlate, vertices, vertexCount, mesh, meshCount, extents,
+                         ditherOrigin, mode);
 }
 
 }  // namespace snk::gdi

@@ -24,6 +24,23 @@ class SNK_HOST_API DriverTarget final : public PlayTarget {
   BOOL BitBlt(SURFOBJ* source, SURFOBJ* mask, CLIPOBJ* clip, XLATEOBJ* xlate, RECTL* target,
               POINTL* sourceOrigin, POINTL* maskOrigin, BRUSHOBJ* brush, POINTL* brushOrigin,
               ROP4 rop) override;
+  BOOL CopyBits(SURFOBJ* source, CLIPOBJ* clip, XLATEOBJ* xlate, RECTL* target,
+                POINTL* sourceOrigin) override;
+  BOOL StretchBlt(SURFOBJ* source, SURFOBJ* mask, CLIPOBJ* clip, XLATEOBJ* xlate, COLORADJUSTMENT* adjustment,
+                  POINTL* halftoneOrigin, RECTL* target, RECTL* sourceRect, POINTL* maskOrigin,
+                  ULONG mode) override;
+  BOOL StretchBltROP(SURFOBJ* source, SURFOBJ* mask, CLIPOBJ* clip, XLATEOBJ* xlate,
+                     COLORADJUSTMENT* adjustment, POINTL* halftoneOrigin, RECTL* target, RECTL* sourceRect,
+                     POINTL* maskOrigin, ULONG mode, BRUSHOBJ* brush, DWORD rop) override;
+  BOOL PlgBlt(SURFOBJ* source, SURFOBJ* mask, CLIPOBJ* clip, XLATEOBJ* xlate, COLORADJUSTMENT* adjustment,
+              POINTL* brushOrigin, POINTFIX* corners, RECTL* sourceRect, POINTL* maskOrigin,
+              ULONG mode) override;
+  BOOL AlphaBlend(SURFOBJ* source, CLIPOBJ* clip, XLATEOBJ* xlate, RECTL* target, RECTL* sourceRect,
+                  BLENDOBJ* blend) override;
+  BOOL TransparentBlt(SURFOBJ* source, CLIPOBJ* clip, XLATEOBJ* xlate, RECTL* target, RECTL* sourceRect,
+                      ULONG transparentColor, ULONG reserved) override;
+  BOOL GradientFill(CLIPOBJ* clip, XLATEOBJ* xlate, TRIVERTEX* vertices, ULONG vertexCount, PVOID mesh,
+                    ULONG meshCount, RECTL* extents, POINTL* ditherOrigin, ULONG mode) override;
 
  private:
   // The driver's function for `index` if its surface hooks `hook`.

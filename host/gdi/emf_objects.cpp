@@ -2,7 +2,13 @@
 
 #include <algorithm>
 #include <bit>
+#include <csetjmp>
+#include <cstdio>
+#include <string_view>
 #include <utility>
+
+// After <cstdio>: the library's header uses FILE and size_t.
+#include <jpeglib.h>
 
 #include "base/byte_reader.h"
 
@@ -67,6 +73,7 @@ struct Header {
   uint32_t bitCount = 0;
   uint32_t compression = kBiRgb;
   uint32_t clrUsed = 0;
+  uint32_t sizeImage = 0;
   uint32_t masks[3] = {0, 0, 0};
   bool core = false;
 };
@@ -102,6 +109,7 @@ bool ReadHeader(std::span<const std::byte> info, Header& h, size_t& tableOffset,
   h.width = w;
   h.height = hh;
   h.bitCount = bits;
+  h.sizeImage = sizeImage;
   tableOffset = h.size;
   if (h.compression == kBiBitfields) {
     // The masks follow a plain header and are part of the larger ones.
@@ -348,6 +356,421 @@ std::optional<DibPixels> DecodeDib(std::span<const std::byte> info, std::span<co
                                       : decoder.Uncompressed(out, fault);
   if (!decoded) return std::nullopt;
   return out;
+}
+
+// ---------------------------------------------------------------- source bitmaps
+
+namespace {
+
+constexpr uint32_t kBiJpeg = 4;
+constexpr uint32_t kBiPng = 5;
+
+ULONG FormatOfDepth(uint32_t bitCount) {
+  switch (bitCount) {
+    case 1:
+      return BMF_1BPP;
+    case 4:
+      return BMF_4BPP;
+    case 8:
+      return BMF_8BPP;
+    case 16:
+      return BMF_16BPP;
+    case 24:
+      return BMF_24BPP;
+    default:
+      return BMF_32BPP;
+  }
+}
+
+// Room for the rows plus the slack the engine's readers may touch.
+bool AllocateRows(DibSource& out, std::string* fault) {
+  const uint64_t bytes = uint64_t{out.stride} * (uint64_t(out.height) + 1) + 4;
+  if (bytes > engine::kMaxBitmapBytes)
+    return Fail(fault, "bitmap of " + Num(bytes) + " bytes exceeds " + Num(engine::kMaxBitmapBytes));
+  out.bits.assign(bytes, 0);
+  return true;
+}
+
+// Run-length encoded indices, bottom row first, into top-down rows of 8 or
+// 4 bits. Pixels the runs skip keep index 0; runs and deltas past the
+// bitmap's edges are cut there. Data that ends inside an escape ends the
+// decoding with what was decoded so far, and says so in `note`.
+void DecodeRunLength(std::span<const std::byte> data, bool four, DibSource& out) {
+  const int64_t w = out.width, rows = out.height;
+  ByteReader r(data);
+  int64_t x = 0, y = 0;  // y counts stored rows from the bottom
+  auto put = [&](uint8_t index) {
+    if (x < w && y < rows) {
+      uint8_t* row = out.bits.data() + uint64_t(rows - 1 - y) * out.stride;
+      if (four)
+        row[x / 2] |= x % 2 ? index & 15 : uint8_t(index << 4);
+      else
+        row[x] = index;
+    }
+    ++x;
+  };
+  const std::string kind = four ? "RLE4" : "RLE8";
+  auto truncated = [&](const char* what) {
+    out.note = kind + " data: " + Num(data.size()) + " bytes end inside " + what + " at byte " +
+               Num(r.position()) + "; the rest of the bitmap stays index 0";
+  };
+  while (y < rows) {
+    uint8_t count = 0, value = 0;
+    if (!r.ReadU8(count)) return;  // no end-of-bitmap mark: the rest stays index 0
+    if (!r.ReadU8(value)) return truncated("a run");
+    if (count > 0) {
+      // Pixels past the row's end are dropped without stepping through them.
+      const int n = int(std::min<int64_t>(count, std::max<int64_t>(w - x, 0)));
+      for (int i = 0; i < n; ++i) put(four ? (i % 2 ? value & 15 : value >> 4) : value);
+      x += count - n;
+      continue;
+    }
+    if (value == 0) {  // end of line
+      x = 0;
+      ++y;
+    } else if (value == 1) {  // end of bitmap
+      return;
+    } else if (value == 2) {  // delta
+      uint8_t dx = 0, dy = 0;
+      if (!r.ReadU8(dx) || !r.ReadU8(dy)) return truncated("a delta");
+      x += dx;
+      y += dy;
+    } else {  // absolute run of `value` pixels, padded to a 16-bit boundary
+      const size_t bytes = four ? (value + 1u) / 2 : value;
+      std::span<const std::byte> run;
+      if (!r.ReadSpan(bytes, run)) return truncated("an absolute run");
+      for (int i = 0; i < value; ++i) {
+        const uint8_t b = static_cast<uint8_t>(run[four ? i / 2 : i]);
+        put(four ? (i % 2 ? b & 15 : b >> 4) : b);
+      }
+      if (bytes % 2 && !r.Skip(1)) return truncated("an absolute run's padding");
+    }
+  }
+}
+
+// The library's error handler returns to the decoder instead of exiting.
+struct JpegErrors {
+  jpeg_error_mgr mgr;
+  std::jmp_buf jump;
+  char message[JMSG_LENGTH_MAX];
+};
+
+[[noreturn]] void JpegFailed(j_common_ptr info) {
+  auto* errors = reinterpret_cast<JpegErrors*>(info->err);
+  (*info->err->format_message)(info, errors->message);
+  std::longjmp(errors->jump, 1);
+}
+
+void JpegQuiet(j_common_ptr) {}
+
+// Decodes a JPEG file into 24-bit top-down rows of R, G, B bytes. CMYK
+// files (inverted, as Adobe writes them, when the Adobe marker says so)
+// are converted by the plain formula.
+bool DecodeJpeg(std::span<const std::byte> file, DibSource& out, std::string* fault) {
+  if (file.empty()) return Fail(fault, "JPEG data: no bytes");
+  // Everything the jump may skip lives outside the protected part.
+  jpeg_decompress_struct info{};
+  JpegErrors errors{};
+  std::vector<uint8_t> cmyk;
+  std::string why;
+  info.err = jpeg_std_error(&errors.mgr);
+  errors.mgr.error_exit = JpegFailed;
+  errors.mgr.output_message = JpegQuiet;
+  if (setjmp(errors.jump)) {
+    jpeg_destroy_decompress(&info);
+    out.bits.clear();
+    return Fail(fault, "JPEG data: " + std::string(errors.message));
+  }
+  jpeg_create_decompress(&info);
+  jpeg_mem_src(&info, reinterpret_cast<const unsigned char*>(file.data()),
+               static_cast<unsigned long>(file.size()));
+  jpeg_read_header(&info, TRUE);
+  const uint64_t w = info.image_width, h = info.image_height;
+  if (w == 0 || h == 0 || w * h > kMaxPixels || w > INT32_MAX || h > INT32_MAX) {
+    jpeg_destroy_decompress(&info);
+    return Fail(fault,
+                "JPEG image of " + Num(w) + " x " + Num(h) + " pixels is empty or exceeds 64 Mi pixels");
+  }
+  const bool isCmyk = info.jpeg_color_space == JCS_CMYK || info.jpeg_color_space == JCS_YCCK;
+  info.out_color_space = isCmyk ? JCS_CMYK : JCS_RGB;
+  jpeg_start_decompress(&info);
+  out.width = static_cast<int32_t>(w);
+  out.height = static_cast<int32_t>(h);
+  out.bitCount = 24;
+  out.format = BMF_24BPP;
+  out.topDown = true;
+  out.colors = DibSource::Colors::Rgb;
+  out.stride = static_cast<uint32_t>(Stride(w, 24));
+  if (!AllocateRows(out, &why)) {
+    jpeg_destroy_decompress(&info);
+    return Fail(fault, why);
+  }
+  if (isCmyk) cmyk.resize(w * 4);
+  const bool inverted = info.saw_Adobe_marker;
+  while (info.output_scanline < info.output_height) {
+    uint8_t* row = out.bits.data() + uint64_t{info.output_scanline} * out.stride;
+    JSAMPROW target = isCmyk ? cmyk.data() : row;
+    if (jpeg_read_scanlines(&info, &target, 1) != 1) break;
+    if (isCmyk) {
+      for (uint64_t x = 0; x < w; ++x) {
+        const uint8_t* p = &cmyk[4 * x];
+        const unsigned k = inverted ? p[3] : 255 - p[3];
+        for (int c = 0; c < 3; ++c) {
+          const unsigned v = inverted ? p[c] : 255 - p[c];
+          row[3 * x + c] = static_cast<uint8_t>((v * k + 127) / 255);
+        }
+      }
+    }
+  }
+  if (info.err->num_warnings > 0) out.note = "JPEG data: damaged; decoded as far as it goes";
+  jpeg_finish_decompress(&info);
+  jpeg_destroy_decompress(&info);
+  return true;
+}
+
+uint32_t BigEndian32(const uint8_t* p) {
+  return uint32_t{p[0]} << 24 | uint32_t{p[1]} << 16 | uint32_t{p[2]} << 8 | p[3];
+}
+
+// A PNG file is handed on as it is; its size comes from the IHDR chunk.
+bool ReadPng(std::span<const std::byte> file, DibSource& out, std::string* fault) {
+  static constexpr uint8_t kSignature[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+  const auto* p = reinterpret_cast<const uint8_t*>(file.data());
+  if (file.size() < 33 || !std::equal(kSignature, kSignature + 8, p))
+    return Fail(fault, "PNG data: " + Num(file.size()) + " bytes do not start with a PNG signature and IHDR");
+  if (BigEndian32(p + 8) != 13 || std::string_view(reinterpret_cast<const char*>(p + 12), 4) != "IHDR")
+    return Fail(fault, "PNG data: the first chunk is not a 13-byte IHDR");
+  const uint64_t w = BigEndian32(p + 16), h = BigEndian32(p + 20);
+  if (w == 0 || h == 0 || w > INT32_MAX || h > INT32_MAX || w * h > kMaxPixels)
+    return Fail(fault, "PNG IHDR size " + Num(w) + " x " + Num(h) + " is empty or exceeds 64 Mi pixels");
+  out.format = BMF_PNG;
+  out.width = static_cast<int32_t>(w);
+  out.height = static_cast<int32_t>(h);
+  out.topDown = true;
+  out.colors = DibSource::Colors::Rgb;
+  out.bits.assign(p, p + file.size());
+  return true;
+}
+
+}  // namespace
+
+size_t DibSource::DataBytes() const {
+  if (format == BMF_PNG) return bits.size();
+  return size_t{stride} * size_t(height);
+}
+
+uint32_t DibSource::Word(int32_t x, int32_t y) const {
+  if (format == BMF_PNG || x < 0 || y < 0 || x >= width || y >= height) return 0;
+  const int32_t stored = topDown ? y : height - 1 - y;
+  const uint8_t* row = bits.data() + size_t{stride} * size_t(stored);
+  switch (bitCount) {
+    case 1:
+      return (row[x / 8] >> (7 - x % 8)) & 1;
+    case 4:
+      return (row[x / 2] >> (x % 2 ? 0 : 4)) & 15;
+    case 8:
+      return row[x];
+    case 16:
+      return row[2 * x] | uint32_t{row[2 * x + 1]} << 8;
+    case 24:
+      return row[3 * x] | uint32_t{row[3 * x + 1]} << 8 | uint32_t{row[3 * x + 2]} << 16;
+    default:
+      return row[4 * x] | uint32_t{row[4 * x + 1]} << 8 | uint32_t{row[4 * x + 2]} << 16 |
+             uint32_t{row[4 * x + 3]} << 24;
+  }
+}
+
+uint32_t DibSource::ColorOf(uint32_t word) const {
+  switch (colors) {
+    case Colors::Indexed:
+      return word < palette.size() ? palette[word] : 0;
+    case Colors::Bitfields: {
+      const Channel red(masks[0]), green(masks[1]), blue(masks[2]);
+      return Rgb(red.Value(word), green.Value(word), blue.Value(word));
+    }
+    case Colors::Bgr:
+      return Rgb(uint8_t(word >> 16), uint8_t(word >> 8), uint8_t(word));
+    case Colors::Rgb:
+      return word & 0xFFFFFF;
+  }
+  return 0;
+}
+
+uint32_t DibSource::WordOf(uint32_t color) const {
+  const int r = color & 0xFF, g = color >> 8 & 0xFF, b = color >> 16 & 0xFF;
+  switch (colors) {
+    case Colors::Indexed: {
+      uint32_t best = 0;
+      int bestDistance = INT32_MAX;
+      for (uint32_t i = 0; i < palette.size(); ++i) {
+        const int dr = int(palette[i] & 0xFF) - r, dg = int(palette[i] >> 8 & 0xFF) - g,
+                  db = int(palette[i] >> 16 & 0xFF) - b;
+        const int distance = dr * dr + dg * dg + db * db;
+        if (distance < bestDistance) {
+          best = i;
+          bestDistance = distance;
+        }
+      }
+      return best;
+    }
+    case Colors::Bitfields: {
+      uint32_t word = 0;
+      const int values[3] = {r, g, b};
+      for (int c = 0; c < 3; ++c) {
+        const Channel ch(masks[c]);
+        if (ch.bits == 0) continue;
+        const uint64_t max = (uint64_t{1} << ch.bits) - 1;
+        word |= static_cast<uint32_t>((values[c] * max + 127) / 255 << ch.shift) & masks[c];
+      }
+      return word;
+    }
+    case Colors::Bgr:
+      return uint32_t(b) | uint32_t(g) << 8 | uint32_t(r) << 16;
+    case Colors::Rgb:
+      return color & 0xFFFFFF;
+  }
+  return 0;
+}
+
+std::optional<DibSource> DecodeDibSource(std::span<const std::byte> info, std::span<const std::byte> bits,
+                                         uint32_t usage, std::string* fault, uint32_t maxRows) {
+  Header h;
+  size_t tableOffset = 0;
+  if (!ReadHeader(info, h, tableOffset, fault)) return std::nullopt;
+  auto fail = [&](std::string text) -> std::optional<DibSource> {
+    Fail(fault, std::move(text));
+    return std::nullopt;
+  };
+  if (usage != DIB_RGB_COLORS && usage != DIB_PAL_COLORS)
+    return fail("colour usage " + Num(usage) + " is neither RGB colours nor palette indices");
+  const uint32_t c = h.compression;
+  DibSource out;
+  if (c == kBiJpeg || c == kBiPng) {
+    // The file's length: biSizeImage when it is given, else all the bits.
+    std::span<const std::byte> file = bits;
+    if (h.sizeImage != 0) {
+      if (h.sizeImage > bits.size())
+        return fail("biSizeImage " + Num(h.sizeImage) + " exceeds the " + Num(bits.size()) +
+                    " bytes of bits");
+      file = bits.first(h.sizeImage);
+    }
+    const bool ok = c == kBiJpeg ? DecodeJpeg(file, out, fault) : ReadPng(file, out, fault);
+    if (!ok) return std::nullopt;
+    return out;
+  }
+  if (h.width <= 0) return fail("biWidth " + std::to_string(h.width) + " is not positive");
+  if (h.height == 0 || h.height == INT32_MIN)
+    return fail("biHeight " + std::to_string(h.height) + " is unusable");
+  switch (h.bitCount) {
+    case 1:
+    case 4:
+    case 8:
+    case 16:
+    case 24:
+    case 32:
+      break;
+    default:
+      return fail("biBitCount " + Num(h.bitCount) + " is not 1, 4, 8, 16, 24 or 32");
+  }
+  const bool ok = c == kBiRgb || (c == kBiRle8 && h.bitCount == 8) || (c == kBiRle4 && h.bitCount == 4) ||
+                  (c == kBiBitfields && (h.bitCount == 16 || h.bitCount == 32));
+  if (!ok) return fail("biCompression " + Num(c) + " does not go with biBitCount " + Num(h.bitCount));
+  const bool rle = c == kBiRle8 || c == kBiRle4;
+  if (rle && h.height < 0)
+    return fail("biHeight " + std::to_string(h.height) + ": compressed bitmaps are stored bottom-up");
+  const uint64_t width = h.width;
+  const uint64_t height = std::min<uint64_t>(h.height < 0 ? -h.height : h.height, maxRows);
+  if (height == 0) return fail("no scan lines to decode");
+  if (width * height > kMaxPixels)
+    return fail("bitmap of " + Num(width) + " x " + Num(height) + " pixels exceeds 64 Mi pixels");
+  out.width = static_cast<int32_t>(width);
+  out.height = static_cast<int32_t>(height);
+  out.bitCount = h.bitCount;
+  out.format = FormatOfDepth(h.bitCount);
+  out.topDown = h.height < 0 || rle;
+  out.stride = static_cast<uint32_t>(Stride(width, h.bitCount));
+
+  // Colours.
+  if (h.bitCount <= 8) {
+    out.colors = DibSource::Colors::Indexed;
+    const uint32_t full = 1u << h.bitCount;
+    const uint32_t entries = h.clrUsed == 0 || h.clrUsed > full ? full : h.clrUsed;
+    const size_t entrySize = usage == DIB_PAL_COLORS ? 2 : h.core ? 3 : 4;
+    const size_t present = info.size() > tableOffset ? (info.size() - tableOffset) / entrySize : 0;
+    const uint32_t read = static_cast<uint32_t>(std::min<size_t>(entries, present));
+    if (read < entries)
+      out.note = "colour table: " + Num(entries) + " entries expected, " + Num(read) +
+                 " present; the missing ones are black";
+    out.palette.assign(entries, 0);
+    const auto* p = reinterpret_cast<const uint8_t*>(info.data()) + tableOffset;
+    for (uint32_t i = 0; i < read; ++i, p += entrySize) {
+      out.palette[i] = usage == DIB_PAL_COLORS ? DefaultPaletteColor(static_cast<uint16_t>(p[0] | p[1] << 8))
+                                               : Rgb(p[2], p[1], p[0]);
+    }
+  } else if (c == kBiBitfields) {
+    out.colors = DibSource::Colors::Bitfields;
+    std::copy(h.masks, h.masks + 3, out.masks);
+  } else if (h.bitCount == 16) {
+    out.colors = DibSource::Colors::Bitfields;
+    out.masks[0] = 0x7C00;
+    out.masks[1] = 0x03E0;
+    out.masks[2] = 0x001F;
+  } else {
+    out.colors = DibSource::Colors::Bgr;
+  }
+
+  if (rle) {
+    if (!AllocateRows(out, fault)) return std::nullopt;
+    DecodeRunLength(bits, c == kBiRle4, out);
+    return out;
+  }
+  // Uncompressed rows must all be there; checked before anything is allocated.
+  const uint64_t need = uint64_t{out.stride} * height;
+  if (bits.size() < need) return fail(ShortBits(bits.size(), need));
+  if (!AllocateRows(out, fault)) return std::nullopt;
+  const auto* data = reinterpret_cast<const uint8_t*>(bits.data());
+  std::copy(data, data + need, out.bits.data());
+  return out;
+}
+
+std::unique_ptr<SourceBitmap> SourceBitmap::Create(DibSource dib, std::string* fault) {
+  std::unique_ptr<SourceBitmap> out(new SourceBitmap(std::move(dib)));
+  DibSource& d = out->dib_;
+  const SIZEL size{d.width, d.height};
+  const bool compressed = d.format == BMF_PNG || d.format == BMF_JPEG;
+  const LONG width = compressed ? static_cast<LONG>(d.bits.size()) : static_cast<LONG>(d.stride);
+  HBITMAP bitmap = EngCreateBitmap(size, width, d.format, d.topDown ? BMF_TOPDOWN : 0, d.bits.data());
+  if (!bitmap) {
+    Fail(fault, "the engine made no surface for a bitmap of " + Num(d.width) + " x " + Num(d.height) +
+                    " in format " + Num(d.format));
+    return nullptr;
+  }
+  out->hsurf_ = reinterpret_cast<HSURF>(bitmap);
+  out->so_ = EngLockSurface(out->hsurf_);
+  if (!out->so_) {
+    Fail(fault, "the engine's new source surface cannot be locked");
+    return nullptr;
+  }
+  switch (d.colors) {
+    case DibSource::Colors::Indexed:
+      out->xlate_.emplace(engine::HostXlate::Indexed(d.palette));
+      break;
+    case DibSource::Colors::Bitfields:
+      out->xlate_.emplace(engine::HostXlate::Bitfields(d.bitCount, d.masks[0], d.masks[1], d.masks[2]));
+      break;
+    case DibSource::Colors::Bgr:
+      out->xlate_.emplace(engine::HostXlate::Bgr(d.bitCount));
+      break;
+    case DibSource::Colors::Rgb:
+      out->xlate_.emplace(engine::HostXlate::Trivial());
+      break;
+  }
+  return out;
+}
+
+SourceBitmap::~SourceBitmap() {
+  if (so_) EngUnlockSurface(so_);
+  if (hsurf_) EngDeleteSurface(hsurf_);
 }
 
 }  // namespace snk::gdi

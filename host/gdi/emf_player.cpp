@@ -32,7 +32,9 @@ EmfPlayer::~EmfPlayer() = default;
 
 bool EmfPlayer::PlayInContext(const EmfRecord& record) {
   std::string fault;
-  if (dc_->Play(record, &fault)) return true;
+  const bool played = dc_->Play(record, &fault);
+  for (const std::string& note : dc_->TakeNotes()) RecordError(record, note);
+  if (played) return true;
   RecordError(record, fault);
   return false;
 }

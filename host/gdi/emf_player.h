@@ -33,8 +33,8 @@ class PlayTarget {
  public:
   virtual ~PlayTarget();
   virtual SURFOBJ* Surface() = 0;
-  virtual BOOL StrokePath(PATHOBJ* path, CLIPOBJ* clip, XFORMOBJ* xform, BRUSHOBJ* brush,
-                          POINTL* brushOrigin, LINEATTRS* line, MIX mix) = 0;
+  virtual BOOL StrokePath(PATHOBJ* path, CLIPOBJ* clip, XFORMOBJ* xform, BRUSHOBJ* brush, POINTL* brushOrigin,
+                          LINEATTRS* line, MIX mix) = 0;
   virtual BOOL FillPath(PATHOBJ* path, CLIPOBJ* clip, BRUSHOBJ* brush, POINTL* brushOrigin, MIX mix,
                         FLONG options) = 0;
   virtual BOOL StrokeAndFillPath(PATHOBJ* path, CLIPOBJ* clip, XFORMOBJ* xform, BRUSHOBJ* stroke,
@@ -45,13 +45,33 @@ class PlayTarget {
   virtual BOOL BitBlt(SURFOBJ* source, SURFOBJ* mask, CLIPOBJ* clip, XLATEOBJ* xlate, RECTL* target,
                       POINTL* sourceOrigin, POINTL* maskOrigin, BRUSHOBJ* brush, POINTL* brushOrigin,
                       ROP4 rop) = 0;
+  virtual BOOL CopyBits(SURFOBJ* source, CLIPOBJ* clip, XLATEOBJ* xlate, RECTL* target,
+                        POINTL* sourceOrigin) = 0;
+  virtual BOOL StretchBlt(SURFOBJ* source, SURFOBJ* mask, CLIPOBJ* clip, XLATEOBJ* xlate,
+                          COLORADJUSTMENT* adjustment, POINTL* halftoneOrigin, RECTL* target,
+                          RECTL* sourceRect, POINTL* maskOrigin, ULONG mode) = 0;
+  virtual BOOL StretchBltROP(SURFOBJ* source, SURFOBJ* mask, CLIPOBJ* clip, XLATEOBJ* xlate,
+                             COLORADJUSTMENT* adjustment, POINTL* halftoneOrigin, RECTL* target,
+                             RECTL* sourceRect, POINTL* maskOrigin, ULONG mode, BRUSHOBJ* brush,
+                             DWORD rop) = 0;
+  virtual BOOL PlgBlt(SURFOBJ* source, SURFOBJ* mask, CLIPOBJ* clip, XLATEOBJ* xlate,
+                      COLORADJUSTMENT* adjustment, POINTL* brushOrigin, POINTFIX* corners, RECTL* sourceRect,
+                      POINTL* maskOrigin, ULONG mode) = 0;
+  virtual BOOL AlphaBlend(SURFOBJ* source, CLIPOBJ* clip, XLATEOBJ* xlate, RECTL* target, RECTL* sourceRect,
+                          BLENDOBJ* blend) = 0;
+  virtual BOOL TransparentBlt(SURFOBJ* source, CLIPOBJ* clip, XLATEOBJ* xlate, RECTL* target,
+                              RECTL* sourceRect, ULONG transparentColor, ULONG reserved) = 0;
+  virtual BOOL GradientFill(CLIPOBJ* clip, XLATEOBJ* xlate, TRIVERTEX* vertices, ULONG vertexCount,
+                            PVOID mesh, ULONG meshCount, RECTL* extents, POINTL* ditherOrigin,
+                            ULONG mode) = 0;
 };
 
 struct PlayStats {
   uint64_t played = 0;
   // Records with no handler, by record type.
   std::map<uint32_t, uint64_t> notPlayed;
-  // One line per record a handler could not play (e.g. too short).
+  // One line per record a handler could not play (e.g. too short), or
+  // played only in part (a bitmap's colour table cut short).
   std::vector<std::string> errors;
 
   uint64_t NotPlayedTotal() const;

@@ -310,6 +310,258 @@ void EmfWriter::ExtTextOutW(int32_t x, int32_t y, std::u16string_view text, std:
   Add(EMR_EXTTEXTOUTW, payload);
 }
 
+// ---------------------------------------------------------------- bitmap records
+
+namespace {
+
+constexpr float kIdentity[6] = {1, 0, 0, 1, 0, 0};
+
+void Xform(Sink& sink, const float* xform) {
+  for (int i = 0; i < 6; ++i) sink.F32((xform ? xform : kIdentity)[i]);
+}
+
+void Box(Sink& sink, const EmfBox& b) {
+  sink.I32(b.x);
+  sink.I32(b.y);
+  sink.I32(b.cx);
+  sink.I32(b.cy);
+}
+
+// Offsets of the bitmaps that follow a record's fixed part of `fixed`
+// bytes (type and size included): each bitmap's info, then its bits.
+struct Placed {
+  uint32_t offBmi = 0, cbBmi = 0, offBits = 0, cbBits = 0;
+};
+
+Placed Place(uint32_t& at, const EmfBitmap& b) {
+  Placed p;
+  if (b.info.empty()) return p;
+  p.offBmi = at;
+  p.cbBmi = static_cast<uint32_t>(b.info.size());
+  p.offBits = at + p.cbBmi;
+  p.cbBits = static_cast<uint32_t>(b.bits.size());
+  at = p.offBits + p.cbBits;
+  return p;
+}
+
+void Append(std::vector<std::byte>& payload, const EmfBitmap& b) {
+  payload.insert(payload.end(), b.info.begin(), b.info.end());
+  payload.insert(payload.end(), b.bits.begin(), b.bits.end());
+}
+
+void Where(Sink& sink, const Placed& p, uint32_t usage, bool usageFirst) {
+  if (usageFirst) sink.U32(usage);
+  for (uint32_t v : {p.offBmi, p.cbBmi, p.offBits, p.cbBits}) sink.U32(v);
+  if (!usageFirst) sink.U32(usage);
+}
+
+}  // namespace
+
+std::vector<std::byte> EmfWriter::BitmapInfo(int32_t width, int32_t height, uint16_t bitCount,
+                                             uint32_t compression, std::span<const COLORREF> table,
+                                             std::span<const uint32_t> masks, uint32_t headerSize,
+                                             uint32_t sizeImage) {
+  std::vector<std::byte> out;
+  Sink sink(out);
+  sink.U32(headerSize);
+  sink.I32(width);
+  sink.I32(height);
+  sink.U16(1);
+  sink.U16(bitCount);
+  sink.U32(compression);
+  sink.U32(sizeImage);
+  sink.I32(3780);  // 96 dpi
+  sink.I32(3780);
+  sink.U32(static_cast<uint32_t>(table.size()));
+  sink.U32(0);
+  for (uint32_t m : masks) sink.U32(m);
+  if (out.size() < headerSize) sink.Zeros(headerSize - out.size());
+  for (COLORREF c : table) {
+    sink.U8(static_cast<uint8_t>(c >> 16));
+    sink.U8(static_cast<uint8_t>(c >> 8));
+    sink.U8(static_cast<uint8_t>(c));
+    sink.U8(0);
+  }
+  return out;
+}
+
+EmfBitmap EmfWriter::Dib24(int32_t width, int32_t height, std::span<const COLORREF> pixels) {
+  EmfBitmap b;
+  b.info = BitmapInfo(width, height, 24);
+  const size_t stride = (size_t(width) * 3 + 3) / 4 * 4;
+  b.bits.assign(stride * size_t(height), std::byte{0});
+  for (int32_t y = 0; y < height; ++y) {
+    std::byte* row = b.bits.data() + size_t(height - 1 - y) * stride;
+    for (int32_t x = 0; x < width; ++x) {
+      const size_t i = size_t(y) * size_t(width) + size_t(x);
+      const COLORREF c = i < pixels.size() ? pixels[i] : 0;
+      row[3 * x] = std::byte(c >> 16);
+      row[3 * x + 1] = std::byte(c >> 8);
+      row[3 * x + 2] = std::byte(c);
+    }
+  }
+  return b;
+}
+
+void EmfWriter::SetStretchBltMode(uint32_t mode) { AddU32s(EMR_SETSTRETCHBLTMODE, {mode}); }
+
+// EMR_BITBLT and EMR_STRETCHBLT: bounds, destination, operation, source
+// origin, source transform, background colour, the bitmap's place, and for
+// EMR_STRETCHBLT the source extents.
+void EmfWriter::BitBlt(EmfBox dest, uint32_t rop, int32_t xSrc, int32_t ySrc, const EmfBitmap& source,
+                       const float* xformSrc) {
+  std::vector<std::byte> payload;
+  Sink sink(payload);
+  uint32_t at = 100;
+  const Placed p = Place(at, source);
+  sink.Rect(kNoBounds);
+  Box(sink, dest);
+  sink.U32(rop);
+  sink.I32(xSrc);
+  sink.I32(ySrc);
+  Xform(sink, xformSrc);
+  sink.U32(0);
+  Where(sink, p, source.usage, true);
+  Append(payload, source);
+  Add(EMR_BITBLT, payload);
+}
+
+void EmfWriter::StretchBlt(EmfBox dest, uint32_t rop, EmfBox src, const EmfBitmap& source,
+                           const float* xformSrc) {
+  StretchLike(EMR_STRETCHBLT, dest, rop, src, source, xformSrc);
+}
+
+// EMR_ALPHABLEND and EMR_TRANSPARENTBLT share EMR_STRETCHBLT's layout, with
+// the blend function or the colour key in the operation's place.
+void EmfWriter::AlphaBlend(EmfBox dest, uint32_t blend, EmfBox src, const EmfBitmap& source) {
+  StretchLike(EMR_ALPHABLEND, dest, blend, src, source, nullptr);
+}
+
+void EmfWriter::TransparentBlt(EmfBox dest, COLORREF key, EmfBox src, const EmfBitmap& source) {
+  StretchLike(EMR_TRANSPARENTBLT, dest, key, src, source, nullptr);
+}
+
+void EmfWriter::StretchLike(uint32_t type, EmfBox dest, uint32_t op, EmfBox src, const EmfBitmap& source,
+                            const float* xformSrc) {
+  std::vector<std::byte> payload;
+  Sink sink(payload);
+  uint32_t at = 108;
+  const Placed p = Place(at, source);
+  sink.Rect(kNoBounds);
+  Box(sink, dest);
+  sink.U32(op);
+  sink.I32(src.x);
+  sink.I32(src.y);
+  Xform(sink, xformSrc);
+  sink.U32(0);
+  Where(sink, p, source.usage, true);
+  sink.I32(src.cx);
+  sink.I32(src.cy);
+  Append(payload, source);
+  Add(type, payload);
+}
+
+void EmfWriter::MaskBlt(EmfBox dest, uint32_t rop4, int32_t xSrc, int32_t ySrc, const EmfBitmap& source,
+                        int32_t xMask, int32_t yMask, const EmfBitmap& mask) {
+  std::vector<std::byte> payload;
+  Sink sink(payload);
+  uint32_t at = 128;
+  const Placed p = Place(at, source);
+  const Placed m = Place(at, mask);
+  sink.Rect(kNoBounds);
+  Box(sink, dest);
+  sink.U32(rop4);
+  sink.I32(xSrc);
+  sink.I32(ySrc);
+  Xform(sink, nullptr);
+  sink.U32(0);
+  Where(sink, p, source.usage, true);
+  sink.I32(xMask);
+  sink.I32(yMask);
+  Where(sink, m, mask.usage, true);
+  Append(payload, source);
+  Append(payload, mask);
+  Add(EMR_MASKBLT, payload);
+}
+
+void EmfWriter::PlgBlt(const POINTL dest[3], EmfBox src, const EmfBitmap& source, int32_t xMask,
+                       int32_t yMask, const EmfBitmap& mask) {
+  std::vector<std::byte> payload;
+  Sink sink(payload);
+  uint32_t at = 140;
+  const Placed p = Place(at, source);
+  const Placed m = Place(at, mask);
+  sink.Rect(kNoBounds);
+  for (int i = 0; i < 3; ++i) {
+    sink.I32(dest[i].x);
+    sink.I32(dest[i].y);
+  }
+  Box(sink, src);
+  Xform(sink, nullptr);
+  sink.U32(0);
+  Where(sink, p, source.usage, true);
+  sink.I32(xMask);
+  sink.I32(yMask);
+  Where(sink, m, mask.usage, true);
+  Append(payload, source);
+  Append(payload, mask);
+  Add(EMR_PLGBLT, payload);
+}
+
+void EmfWriter::StretchDIBits(EmfBox dest, EmfBox src, uint32_t rop, const EmfBitmap& source) {
+  std::vector<std::byte> payload;
+  Sink sink(payload);
+  uint32_t at = 80;
+  const Placed p = Place(at, source);
+  sink.Rect(kNoBounds);
+  sink.I32(dest.x);
+  sink.I32(dest.y);
+  Box(sink, src);
+  Where(sink, p, source.usage, false);
+  sink.U32(rop);
+  sink.I32(dest.cx);
+  sink.I32(dest.cy);
+  Append(payload, source);
+  Add(EMR_STRETCHDIBITS, payload);
+}
+
+void EmfWriter::SetDIBitsToDevice(int32_t xDest, int32_t yDest, EmfBox src, uint32_t startScan,
+                                  uint32_t scans, const EmfBitmap& source) {
+  std::vector<std::byte> payload;
+  Sink sink(payload);
+  uint32_t at = 76;
+  const Placed p = Place(at, source);
+  sink.Rect(kNoBounds);
+  sink.I32(xDest);
+  sink.I32(yDest);
+  Box(sink, src);
+  Where(sink, p, source.usage, false);
+  sink.U32(startScan);
+  sink.U32(scans);
+  Append(payload, source);
+  Add(EMR_SETDIBITSTODEVICE, payload);
+}
+
+// EMR_GRADIENTFILL: bounds, counts, mode, the vertices, then the
+// rectangles or triangles.
+void EmfWriter::GradientFill(std::span<const EmfVertex> vertices, std::span<const uint32_t> indices,
+                             uint32_t mode) {
+  std::vector<std::byte> payload;
+  Sink sink(payload);
+  const size_t per = mode == 2 ? 3 : 2;
+  sink.Rect(kNoBounds);
+  sink.U32(static_cast<uint32_t>(vertices.size()));
+  sink.U32(static_cast<uint32_t>(indices.size() / per));
+  sink.U32(mode);
+  for (const EmfVertex& v : vertices) {
+    sink.I32(v.x);
+    sink.I32(v.y);
+    for (uint16_t c : {v.red, v.green, v.blue, v.alpha}) sink.U16(c);
+  }
+  for (uint32_t i : indices) sink.U32(i);
+  Add(EMR_GRADIENTFILL, payload);
+}
+
 // [MS-EMF] 2.3.4.2 with both extensions; the description follows at 108.
 std::vector<std::byte> EmfWriter::Header(uint32_t totalBytes, uint32_t totalRecords) const {
   const uint32_t descriptionChars = description_.empty() ? 0 : static_cast<uint32_t>(description_.size() + 2);

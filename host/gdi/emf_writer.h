@@ -65,6 +65,31 @@ inline constexpr uint32_t kBsNull = 1;
 inline constexpr uint32_t kBsHatched = 2;
 inline constexpr uint32_t kStockObject = 0x80000000;  // | stock object number
 
+// A bitmap a record carries: the BITMAPINFO (header and colour table) and
+// the bits. An empty info means "no bitmap".
+struct EmfBitmap {
+  std::vector<std::byte> info;
+  std::vector<std::byte> bits;
+  uint32_t usage = 0;  // DIB_RGB_COLORS, or DIB_PAL_COLORS (16-bit indices)
+};
+
+// The destination of a blit in logical units.
+struct EmfBox {
+  int32_t x = 0, y = 0, cx = 0, cy = 0;
+};
+
+// A vertex of EMR_GRADIENTFILL ([MS-EMF] TriVertex): logical position and
+// 16-bit colour components.
+struct EmfVertex {
+  int32_t x = 0, y = 0;
+  uint16_t red = 0, green = 0, blue = 0, alpha = 0;
+};
+
+inline constexpr uint32_t kSrcCopy = 0x00CC0020;  // raster operations of the blit records
+inline constexpr uint32_t kPatCopy = 0x00F00021;
+inline constexpr uint32_t kSrcAnd = 0x008800C6;
+inline constexpr uint32_t kDstInvert = 0x00550009;
+
 class EmfWriter {
  public:
   // `frame` in 0.01 mm; the reference device's size in pixels and mm.
@@ -133,6 +158,39 @@ class EmfWriter {
   void ExtTextOutW(int32_t x, int32_t y, std::u16string_view text, std::span<const int32_t> dx = {},
                    uint32_t options = 0);
 
+  // A BITMAPINFOHEADER of `headerSize` bytes (40, or 108/124 for V4/V5)
+  // followed by the three `masks` (BI_BITFIELDS with a 40-byte header)
+  // and `table` as RGBQUADs. For V4/V5 headers the masks go inside.
+  static std::vector<std::byte> BitmapInfo(int32_t width, int32_t height, uint16_t bitCount,
+                                           uint32_t compression = 0, std::span<const COLORREF> table = {},
+                                           std::span<const uint32_t> masks = {}, uint32_t headerSize = 40,
+                                           uint32_t sizeImage = 0);
+  // `pixels` (top row first) as a bottom-up 24-bit BI_RGB bitmap.
+  static EmfBitmap Dib24(int32_t width, int32_t height, std::span<const COLORREF> pixels);
+
+  void SetStretchBltMode(uint32_t mode);
+  // The raster operations are the records' 32-bit codes (kSrcCopy ...);
+  // MaskBlt takes MAKEROP4(foreground, background). `xformSrc` null is
+  // the identity.
+  void BitBlt(EmfBox dest, uint32_t rop, int32_t xSrc, int32_t ySrc, const EmfBitmap& source,
+              const float* xformSrc = nullptr);
+  void StretchBlt(EmfBox dest, uint32_t rop, EmfBox src, const EmfBitmap& source,
+                  const float* xformSrc = nullptr);
+  void MaskBlt(EmfBox dest, uint32_t rop4, int32_t xSrc, int32_t ySrc, const EmfBitmap& source, int32_t xMask,
+               int32_t yMask, const EmfBitmap& mask);
+  // Source's top-left, top-right and bottom-left corners land on `dest`.
+  void PlgBlt(const POINTL dest[3], EmfBox src, const EmfBitmap& source, int32_t xMask = 0, int32_t yMask = 0,
+              const EmfBitmap& mask = {});
+  void StretchDIBits(EmfBox dest, EmfBox src, uint32_t rop, const EmfBitmap& source);
+  void SetDIBitsToDevice(int32_t xDest, int32_t yDest, EmfBox src, uint32_t startScan, uint32_t scans,
+                         const EmfBitmap& source);
+  // `blend`: BlendOperation | BlendFlags << 8 | SourceConstantAlpha << 16 |
+  // AlphaFormat << 24.
+  void AlphaBlend(EmfBox dest, uint32_t blend, EmfBox src, const EmfBitmap& source);
+  void TransparentBlt(EmfBox dest, COLORREF key, EmfBox src, const EmfBitmap& source);
+  // `indices`: two per rectangle or three per triangle, as `mode` says.
+  void GradientFill(std::span<const EmfVertex> vertices, std::span<const uint32_t> indices, uint32_t mode);
+
   // The whole file: header, the records added so far, EMR_EOF. The writer
   // can go on adding records afterwards.
   std::vector<std::byte> Finish() const;
@@ -141,6 +199,8 @@ class EmfWriter {
  private:
   void AddU32s(uint32_t type, std::initializer_list<uint32_t> fields);
   void AddPoly16(uint32_t type, std::span<const PointS> points);
+  void StretchLike(uint32_t type, EmfBox dest, uint32_t op, EmfBox src, const EmfBitmap& source,
+                   const float* xformSrc);
   void UseHandle(uint32_t handle);
   std::vector<std::byte> Header(uint32_t totalBytes, uint32_t totalRecords) const;
 

@@ -27,6 +27,29 @@ class NullTarget : public gdi::PlayTarget {
               ROP4) override {
     return Read(nullptr, co);
   }
+  BOOL CopyBits(SURFOBJ*, CLIPOBJ* co, XLATEOBJ*, RECTL*, POINTL*) override { return Read(nullptr, co); }
+  BOOL StretchBlt(SURFOBJ*, SURFOBJ*, CLIPOBJ* co, XLATEOBJ*, COLORADJUSTMENT*, POINTL*, RECTL*, RECTL*,
+                  POINTL*, ULONG) override {
+    return Read(nullptr, co);
+  }
+  BOOL StretchBltROP(SURFOBJ*, SURFOBJ*, CLIPOBJ* co, XLATEOBJ*, COLORADJUSTMENT*, POINTL*, RECTL*, RECTL*,
+                     POINTL*, ULONG, BRUSHOBJ*, DWORD) override {
+    return Read(nullptr, co);
+  }
+  BOOL PlgBlt(SURFOBJ*, SURFOBJ*, CLIPOBJ* co, XLATEOBJ*, COLORADJUSTMENT*, POINTL*, POINTFIX*, RECTL*,
+              POINTL*, ULONG) override {
+    return Read(nullptr, co);
+  }
+  BOOL AlphaBlend(SURFOBJ*, CLIPOBJ* co, XLATEOBJ*, RECTL*, RECTL*, BLENDOBJ*) override {
+    return Read(nullptr, co);
+  }
+  BOOL TransparentBlt(SURFOBJ*, CLIPOBJ* co, XLATEOBJ*, RECTL*, RECTL*, ULONG, ULONG) override {
+    return Read(nullptr, co);
+  }
+  BOOL GradientFill(CLIPOBJ* co, XLATEOBJ*, TRIVERTEX*, ULONG, PVOID, ULONG, RECTL*, POINTL*,
+                    ULONG) override {
+    return Read(nullptr, co);
+  }
 
   // Points enumerated so far.
   size_t points() const { return points_; }

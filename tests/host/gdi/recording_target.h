@@ -3,6 +3,7 @@
 // the mix or ROP and the brush colour.
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -15,7 +16,10 @@
 namespace snk::test {
 
 struct RecordedCall {
-  std::string kind;  // "stroke", "fill", "strokefill", "lineto", "bitblt"
+  // "stroke", "fill", "strokefill", "lineto", "bitblt", "copybits",
+  // "stretchblt", "stretchbltrop", "plgblt", "alphablend",
+  // "transparentblt", "gradientfill"
+  std::string kind;
   // Enumerated path records: flags and points in pixels (28.4 / 16).
   struct Run {
     FLONG flags = 0;
@@ -37,6 +41,22 @@ struct RecordedCall {
   FLONG fillOptions = 0;
   RECTL target{};  // LineTo: bounds; BitBlt: target rectangle
   LONG x1 = 0, y1 = 0, x2 = 0, y2 = 0;
+  // Blits with a source: the source's format and size, the source
+  // rectangle (or origin in left/top), the colour of source word 0 and 1
+  // through the translation, the mask and its origin, the stretch mode.
+  bool hasSource = false;
+  ULONG sourceFormat = 0;
+  SIZEL sourceSize{};
+  RECTL sourceRect{};
+  ULONG word0Color = 0, word1Color = 0;
+  bool hasMask = false;
+  POINTL maskOrigin{};
+  ULONG mode = 0;
+  POINTFIX corners[3] = {};  // PlgBlt
+  BLENDFUNCTION blend{};
+  ULONG transparentColor = 0;
+  std::vector<TRIVERTEX> vertices;  // GradientFill
+  std::vector<ULONG> mesh;
 
   // All points of all runs.
   std::vector<std::pair<double, double>> Points() const {
@@ -85,12 +105,76 @@ class RecordingTarget : public gdi::PlayTarget {
     c.mix = mix;
     return TRUE;
   }
-  BOOL BitBlt(SURFOBJ*, SURFOBJ*, CLIPOBJ* co, XLATEOBJ*, RECTL* target, POINTL*, POINTL*, BRUSHOBJ* bo,
-              POINTL*, ROP4 rop) override {
+  BOOL BitBlt(SURFOBJ* so, SURFOBJ* mask, CLIPOBJ* co, XLATEOBJ* xo, RECTL* target, POINTL* origin,
+              POINTL* maskOrigin, BRUSHOBJ* bo, POINTL*, ROP4 rop) override {
     RecordedCall& c = Start("bitblt", nullptr, co);
     c.target = *target;
     c.rop = rop;
     if (bo) c.fillColor = bo->iSolidColor;
+    Source(c, so, xo, origin, nullptr);
+    Mask(c, mask, maskOrigin);
+    return TRUE;
+  }
+  BOOL CopyBits(SURFOBJ* so, CLIPOBJ* co, XLATEOBJ* xo, RECTL* target, POINTL* origin) override {
+    RecordedCall& c = Start("copybits", nullptr, co);
+    c.target = *target;
+    Source(c, so, xo, origin, nullptr);
+    return TRUE;
+  }
+  BOOL StretchBlt(SURFOBJ* so, SURFOBJ* mask, CLIPOBJ* co, XLATEOBJ* xo, COLORADJUSTMENT*, POINTL*,
+                  RECTL* target, RECTL* src, POINTL* maskOrigin, ULONG mode) override {
+    RecordedCall& c = Start("stretchblt", nullptr, co);
+    c.target = *target;
+    c.mode = mode;
+    Source(c, so, xo, nullptr, src);
+    Mask(c, mask, maskOrigin);
+    return TRUE;
+  }
+  BOOL StretchBltROP(SURFOBJ* so, SURFOBJ* mask, CLIPOBJ* co, XLATEOBJ* xo, COLORADJUSTMENT*, POINTL*,
+                     RECTL* target, RECTL* src, POINTL* maskOrigin, ULONG mode, BRUSHOBJ* bo,
+                     DWORD rop) override {
+    RecordedCall& c = Start("stretchbltrop", nullptr, co);
+    c.target = *target;
+    c.mode = mode;
+    c.rop = rop;
+    if (bo) c.fillColor = bo->iSolidColor;
+    Source(c, so, xo, nullptr, src);
+    Mask(c, mask, maskOrigin);
+    return TRUE;
+  }
+  BOOL PlgBlt(SURFOBJ* so, SURFOBJ* mask, CLIPOBJ* co, XLATEOBJ* xo, COLORADJUSTMENT*, POINTL*,
+              POINTFIX* corners, RECTL* src, POINTL* maskOrigin, ULONG mode) override {
+    RecordedCall& c = Start("plgblt", nullptr, co);
+    std::copy(corners, corners + 3, c.corners);
+    c.mode = mode;
+    Source(c, so, xo, nullptr, src);
+    Mask(c, mask, maskOrigin);
+    return TRUE;
+  }
+  BOOL AlphaBlend(SURFOBJ* so, CLIPOBJ* co, XLATEOBJ* xo, RECTL* target, RECTL* src,
+                  BLENDOBJ* blend) override {
+    RecordedCall& c = Start("alphablend", nullptr, co);
+    c.target = *target;
+    c.blend = blend->BlendFunction;
+    Source(c, so, xo, nullptr, src);
+    return TRUE;
+  }
+  BOOL TransparentBlt(SURFOBJ* so, CLIPOBJ* co, XLATEOBJ* xo, RECTL* target, RECTL* src, ULONG color,
+                      ULONG) override {
+    RecordedCall& c = Start("transparentblt", nullptr, co);
+    c.target = *target;
+    c.transparentColor = color;
+    Source(c, so, xo, nullptr, src);
+    return TRUE;
+  }
+  BOOL GradientFill(CLIPOBJ* co, XLATEOBJ*, TRIVERTEX* vertices, ULONG count, PVOID mesh, ULONG meshCount,
+                    RECTL* extents, POINTL*, ULONG mode) override {
+    RecordedCall& c = Start("gradientfill", nullptr, co);
+    c.vertices.assign(vertices, vertices + count);
+    const ULONG* m = static_cast<const ULONG*>(mesh);
+    c.mesh.assign(m, m + meshCount * (mode == GRADIENT_FILL_TRIANGLE ? 3 : 2));
+    c.target = *extents;
+    c.mode = mode;
     return TRUE;
   }
 
@@ -132,6 +216,21 @@ class RecordingTarget : public gdi::PlayTarget {
       const double v[6] = {x->m11, x->m12, x->m21, x->m22, x->dx, x->dy};
       std::copy(v, v + 6, c.xform);
     }
+  }
+
+  static void Source(RecordedCall& c, SURFOBJ* so, XLATEOBJ* xo, POINTL* origin, RECTL* rect) {
+    if (!so) return;
+    c.hasSource = true;
+    c.sourceFormat = so->iBitmapFormat;
+    c.sourceSize = so->sizlBitmap;
+    if (rect) c.sourceRect = *rect;
+    if (origin) c.sourceRect = {origin->x, origin->y, 0, 0};
+    c.word0Color = XLATEOBJ_iXlate(xo, 0);
+    c.word1Color = XLATEOBJ_iXlate(xo, 1);
+  }
+  static void Mask(RecordedCall& c, SURFOBJ* mask, POINTL* origin) {
+    c.hasMask = mask != nullptr;
+    if (origin) c.maskOrigin = *origin;
   }
 
   SURFOBJ surface_{};
