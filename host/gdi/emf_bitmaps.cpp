@@ -180,6 +180,10 @@ constexpr uint8_t kRop3OfRop2[16] = {0x00, 0x05, 0x0A, 0x0F, 0x50, 0x55, 0x5A, 0
 
 bool DeviceContext::BrushBlit(const PointD corner[3], ROP4 rop, std::string* fault) {
   const uint8_t rop3 = uint8_t(rop);
+  // The operation that leaves the destination as it is (applications
+  // record it as a marker) changes nothing, and the engine passes it on to
+  // no one.
+  if (rop3 == 0xAA) return true;
   const BrushObject* brush = UsesPattern(rop3) ? &state_.brush->brush : nullptr;
   for (const PointD& p : {corner[0], corner[1], corner[2]})
     if (!(std::fabs(p.x) <= kMaxDeviceCoordinate) || !(std::fabs(p.y) <= kMaxDeviceCoordinate))

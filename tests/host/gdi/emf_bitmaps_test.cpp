@@ -172,6 +172,7 @@ TEST(EmfBitmaps, BrushBlitsAndTheStretchModeState) {
   w.SelectObject(1);
   w.BitBlt({5, 5, 10, 10}, kPatCopy, 0, 0, {});  // no bitmap: the brush alone
   w.BitBlt({5, 5, 10, 10}, kDstInvert, 0, 0, {});
+  w.BitBlt({0, 0, 50, 50}, 0x00AA0029, 0, 0, {});  // leaves the page as it is: no call
   w.SaveDC();
   w.SetStretchBltMode(COLORONCOLOR);
   w.StretchBlt({0, 0, 8, 4}, kSrcCopy, {0, 0, 4, 2}, Bitmap());
