@@ -59,9 +59,11 @@ RECTL ParallelogramBox(const POINTFIX* corners) {
 }
 
 // The engine drew into `rect`: the area goes to the dirty list (the
-// caller's rectangle is left as it is).
+// caller's rectangle is left as it is). The target of a mirrored blit comes
+// with its corners swapped; the area is the same.
 void AddDirty(CKMC_Document& doc, const RECTL& rect) {
-  RECTL dirty = rect;
+  RECTL dirty{std::min(rect.left, rect.right), std::min(rect.top, rect.bottom), std::max(rect.left, rect.right),
+              std::max(rect.top, rect.bottom)};
   doc.graphics.AddDirtyRect(dirty);
 }
 
