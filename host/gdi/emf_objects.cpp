@@ -129,123 +129,6 @@ std::string ShortBits(uint64_t have, uint64_t need) {
   return "bitmap bits: " + Num(have) + " bytes, rows need " + Num(need);
 }
 
-// Reads the pixel indices and colours row by row into `out`.
-class Decoder {
- public:
-  Decoder(const Header& h, std::span<const std::byte> bits, const std::vector<uint32_t>& table)
-      : h_(h), bits_(bits), table_(table) {}
-
-  uint32_t Color(uint32_t index) const { return index < table_.size() ? table_[index] : 0; }
-
-  bool Uncompressed(DibPixels& out, std::string* fault) {
-    const uint64_t w = out.width, rows = out.height;
-    const uint64_t stride = Stride(w, h_.bitCount);
-    if (bits_.size() < stride * rows) return Fail(fault, ShortBits(bits_.size(), stride * rows));
-    Channel red(h_.masks[0]), green(h_.masks[1]), blue(h_.masks[2]);
-    if (h_.compression == kBiRgb && h_.bitCount == 16) {
-      red = Channel(0x7C00);
-      green = Channel(0x03E0);
-      blue = Channel(0x001F);
-    }
-    const auto* data = reinterpret_cast<const uint8_t*>(bits_.data());
-    for (uint64_t y = 0; y < rows; ++y) {
-      const uint8_t* row = data + y * stride;
-      uint32_t* dst = &out.pixels[OutRow(y, rows) * w];
-      for (uint64_t x = 0; x < w; ++x) {
-        switch (h_.bitCount) {
-          case 1:
-            dst[x] = Color((row[x / 8] >> (7 - x % 8)) & 1);
-            break;
-          case 4:
-            dst[x] = Color((row[x / 2] >> (x % 2 ? 0 : 4)) & 15);
-            break;
-          case 8:
-            dst[x] = Color(row[x]);
-            break;
-          case 16: {
-            const uint32_t v = row[2 * x] | uint32_t{row[2 * x + 1]} << 8;
-            dst[x] = Rgb(red.Value(v), green.Value(v), blue.Value(v));
-            break;
-          }
-          case 24:
-            dst[x] = Rgb(row[3 * x + 2], row[3 * x + 1], row[3 * x]);
-            break;
-          case 32:
-            if (h_.compression == kBiBitfields) {
-              const uint32_t v = row[4 * x] | uint32_t{row[4 * x + 1]} << 8 | uint32_t{row[4 * x + 2]} << 16 |
-                                 uint32_t{row[4 * x + 3]} << 24;
-              dst[x] = Rgb(red.Value(v), green.Value(v), blue.Value(v));
-            } else {
-              dst[x] = Rgb(row[4 * x + 2], row[4 * x + 1], row[4 * x]);
-            }
-            break;
-        }
-      }
-    }
-    return true;
-  }
-
-  // Run-length encoded indices, bottom row first. Pixels the runs skip keep
-  // index 0; runs past a row's end are cut off there.
-  bool RunLength(DibPixels& out, bool four, std::string* fault) {
-    const uint64_t w = out.width, rows = out.height;
-    std::vector<uint8_t> indices(w * rows, 0);
-    ByteReader r(bits_);
-    uint64_t x = 0, y = 0;
-    auto put = [&](uint8_t index) {
-      if (x < w && y < rows) indices[y * w + x] = index;
-      ++x;
-    };
-    const std::string kind = four ? "RLE4" : "RLE8";
-    auto truncated = [&](const char* what) {
-      return Fail(fault, kind + " data: " + Num(bits_.size()) + " bytes end inside " + what + " at byte " +
-                             Num(r.position()));
-    };
-    while (y < rows) {
-      uint8_t count = 0, value = 0;
-      if (!r.ReadU8(count)) break;  // no end-of-bitmap mark: the rest stays index 0
-      if (!r.ReadU8(value)) return truncated("a run");
-      if (count > 0) {
-        for (int i = 0; i < count; ++i) put(four ? (i % 2 ? value & 15 : value >> 4) : value);
-        continue;
-      }
-      if (value == 0) {  // end of line
-        x = 0;
-        ++y;
-      } else if (value == 1) {  // end of bitmap
-        break;
-      } else if (value == 2) {  // delta
-        uint8_t dx = 0, dy = 0;
-        if (!r.ReadU8(dx) || !r.ReadU8(dy)) return truncated("a delta");
-        x += dx;
-        y += dy;
-      } else {  // absolute run of `value` pixels, padded to a 16-bit boundary
-        const size_t bytes = four ? (value + 1u) / 2 : value;
-        std::span<const std::byte> run;
-        if (!r.ReadSpan(bytes, run)) return truncated("an absolute run");
-        for (int i = 0; i < value; ++i) {
-          const uint8_t b = static_cast<uint8_t>(run[four ? i / 2 : i]);
-          put(four ? (i % 2 ? b & 15 : b >> 4) : b);
-        }
-        if (bytes % 2 && !r.Skip(1)) return truncated("an absolute run's padding");
-      }
-    }
-    for (uint64_t row = 0; row < rows; ++row) {
-      uint32_t* dst = &out.pixels[OutRow(row, rows) * w];
-      for (uint64_t col = 0; col < w; ++col) dst[col] = Color(indices[row * w + col]);
-    }
-    return true;
-  }
-
- private:
-  // The output row (top first) of the stored row y.
-  uint64_t OutRow(uint64_t y, uint64_t rows) const { return h_.height < 0 ? y : rows - 1 - y; }
-
-  const Header& h_;
-  std::span<const std::byte> bits_;
-  const std::vector<uint32_t>& table_;
-};
-
 }  // namespace
 
 std::optional<engine::Region> ParseRegionData(std::span<const std::byte> data, std::string* fault) {
@@ -287,74 +170,29 @@ std::optional<engine::Region> ParseRegionData(std::span<const std::byte> data, s
 
 std::optional<DibPixels> DecodeDib(std::span<const std::byte> info, std::span<const std::byte> bits,
                                    uint32_t usage, const uint32_t* mono, std::string* fault) {
-  Header h;
-  size_t tableOffset = 0;
-  if (!ReadHeader(info, h, tableOffset, fault)) return std::nullopt;
-  auto fail = [&](std::string text) -> std::optional<DibPixels> {
-    Fail(fault, std::move(text));
+  std::optional<DibSource> source = DecodeDibSource(info, bits, usage, fault);
+  if (!source) return std::nullopt;
+  if (source->format == BMF_PNG) {
+    Fail(fault, "a PNG bitmap is not decoded here");
     return std::nullopt;
-  };
-  if (usage != DIB_RGB_COLORS && usage != DIB_PAL_COLORS)
-    return fail("colour usage " + Num(usage) + " is neither RGB colours nor palette indices");
-  if (h.width <= 0) return fail("biWidth " + std::to_string(h.width) + " is not positive");
-  if (h.height == 0 || h.height == INT32_MIN)
-    return fail("biHeight " + std::to_string(h.height) + " is unusable");
-  const uint64_t width = h.width, height = h.height < 0 ? -h.height : h.height;
-  if (width * height > kMaxPixels)
-    return fail("bitmap of " + Num(width) + " x " + Num(height) + " pixels exceeds 64 Mi pixels");
-  switch (h.bitCount) {
-    case 1:
-    case 4:
-    case 8:
-    case 16:
-    case 24:
-    case 32:
-      break;
-    default:
-      return fail("biBitCount " + Num(h.bitCount) + " is not 1, 4, 8, 16, 24 or 32");
   }
-  const uint32_t c = h.compression;
-  const bool ok = c == kBiRgb || (c == kBiRle8 && h.bitCount == 8) || (c == kBiRle4 && h.bitCount == 4) ||
-                  (c == kBiBitfields && (h.bitCount == 16 || h.bitCount == 32));
-  if (!ok) return fail("biCompression " + Num(c) + " does not go with biBitCount " + Num(h.bitCount));
-  if ((c == kBiRle8 || c == kBiRle4) && h.height < 0)
-    return fail("biHeight " + std::to_string(h.height) + ": compressed bitmaps are stored bottom-up");
-
-  // The colour table.
-  std::vector<uint32_t> table;
-  if (h.bitCount <= 8) {
-    const uint32_t full = 1u << h.bitCount;
-    const uint32_t entries = h.clrUsed == 0 || h.clrUsed > full ? full : h.clrUsed;
-    const size_t entrySize = usage == DIB_PAL_COLORS ? 2 : h.core ? 3 : 4;
-    if (mono && h.bitCount == 1) {
-      table = {mono[0] & 0xFFFFFF, mono[1] & 0xFFFFFF};
-    } else {
-      const uint64_t need = tableOffset + uint64_t{entries} * entrySize;
-      if (info.size() < need)
-        return fail("colour table: " + Num(entries) + " entries need " + Num(need) +
-                    " bytes of bitmap info, " + Num(info.size()) + " present");
-      const auto* p = reinterpret_cast<const uint8_t*>(info.data()) + tableOffset;
-      table.resize(entries);
-      for (uint32_t i = 0; i < entries; ++i, p += entrySize) {
-        table[i] = usage == DIB_PAL_COLORS ? DefaultPaletteColor(static_cast<uint16_t>(p[0] | p[1] << 8))
-                                           : Rgb(p[2], p[1], p[0]);
-      }
-    }
+  if (mono && source->bitCount == 1) {
+    // The colours replace the table, so a missing table is no loss.
+    source->palette = {mono[0] & 0xFFFFFF, mono[1] & 0xFFFFFF};
+    source->note.clear();
   }
-
-  // Uncompressed rows must all be there; checked before anything is allocated.
-  if ((c == kBiRgb || c == kBiBitfields) && bits.size() < Stride(width, h.bitCount) * height)
-    return fail(ShortBits(bits.size(), Stride(width, h.bitCount) * height));
-
+  // A brush is refused rather than shown with a part of its bitmap missing.
+  if (!source->note.empty()) {
+    Fail(fault, source->note);
+    return std::nullopt;
+  }
   DibPixels out;
-  out.width = static_cast<int32_t>(width);
-  out.height = static_cast<int32_t>(height);
-  out.pixels.assign(width * height, 0);
-  Decoder decoder(h, bits, table);
-  const bool decoded = c == kBiRle8   ? decoder.RunLength(out, false, fault)
-                       : c == kBiRle4 ? decoder.RunLength(out, true, fault)
-                                      : decoder.Uncompressed(out, fault);
-  if (!decoded) return std::nullopt;
+  out.width = source->width;
+  out.height = source->height;
+  out.pixels.resize(size_t(out.width) * size_t(out.height));
+  for (int32_t y = 0; y < out.height; ++y)
+    for (int32_t x = 0; x < out.width; ++x)
+      out.pixels[size_t(y) * size_t(out.width) + size_t(x)] = source->ColorOf(source->Word(x, y));
   return out;
 }
 
