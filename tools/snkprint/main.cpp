@@ -199,7 +199,11 @@ class SurfaceDumper {
 };
 
 int Run(const Options& options) {
-  std::vector<snk::gdi::EmfFile> pages;
+  // Every page is read once before the job starts, so that a file that
+  // cannot be read stops it before anything is printed. Only the first is
+  // kept (its header sets the paper); the others are read again when their
+  // turn comes, so that a long job holds one page at a time.
+  std::optional<snk::gdi::EmfFile> first;
   for (const auto& path : options.pages) {
     std::string error;
     auto file = snk::gdi::EmfFile::Open(path, &error);
@@ -209,7 +213,7 @@ int Run(const Options& options) {
     }
     if (options.verbose)
       for (const auto& warning : file->warnings()) Say("warning: " + warning);
-    pages.push_back(std::move(*file));
+    if (!first) first = std::move(file);
   }
 
   std::string error;
@@ -228,7 +232,7 @@ int Run(const Options& options) {
   {
     JobSettingsFile settings(options);
     snk::engine::EngineJob job(*driver);
-    if (!job.Enable(BuildRequest(options, pages.front(), settings.Path()), kPrinterName, printer, &error)) {
+    if (!job.Enable(BuildRequest(options, *first, settings.Path()), kPrinterName, printer, &error)) {
       Say(error);
       status = 1;
     } else if (!job.StartDoc(DocumentName(options), 1)) {
@@ -240,9 +244,17 @@ int Run(const Options& options) {
       snk::gdi::DriverTarget target(job);
       bool ok = true;
       SurfaceDumper dumper(options.dumpSurface);
-      for (const auto& page : pages) {
+      for (size_t i = 0; i < options.pages.size(); ++i) {
+        std::optional<snk::gdi::EmfFile> page = i == 0 ? std::move(first) : std::nullopt;
+        if (!page) page = snk::gdi::EmfFile::Open(options.pages[i], &error);
+        if (!page) {
+          // The file changed since it was first read: the page is left out.
+          Say(error);
+          ok = false;
+          continue;
+        }
         ok &= job.StartPage();
-        auto pageStats = player.PlayPage(page, target);
+        auto pageStats = player.PlayPage(*page, target);
         for (const auto& [type, count] : pageStats.notPlayed) stats.notPlayed[type] += count;
         stats.errors.insert(stats.errors.end(), pageStats.errors.begin(), pageStats.errors.end());
         dumper.Dump(*job.Surface());
@@ -265,7 +277,7 @@ int Run(const Options& options) {
         Say(FormatMessage(Msg::DriverErrors));
         status = 1;
       } else if (options.verbose) {
-        Say(FormatMessage(Msg::Printed, {std::to_string(pages.size())}));
+        Say(FormatMessage(Msg::Printed, {std::to_string(options.pages.size())}));
       }
     }
   }
