@@ -34,8 +34,9 @@ bool DeflateImageData(const uint8_t* data, size_t length, CKM_ByteString& out) {
 
 namespace {
 
-// The compressor's errors end the encoding through a jump back to the
-// caller instead of ending the process.
+// libjpeg's errors (of the compressor and of the header reader) end the
+// call through a jump back to the caller instead of ending the process;
+// its warnings are not shown.
 struct JpegErrors {
   jpeg_error_mgr mgr;
   std::jmp_buf back;
@@ -287,23 +288,12 @@ std::unique_ptr<ImageData> CaptureBitmap(CKMC_DocumentWriter& writer, SURFOBJ* s
 
 namespace {
 
-// The header reader's errors end the reading through a jump back to the
-// caller; its warnings are not shown.
-struct JpegReadErrors {
-  jpeg_error_mgr mgr;
-  std::jmp_buf back;
-};
-
-[[noreturn]] void JpegReadErrorExit(j_common_ptr info) {
-  std::longjmp(reinterpret_cast<JpegReadErrors*>(info->err)->back, 1);
-}
-
 // Only plain data lives in this frame, so the error jump skips no
 // destructor.
-bool RunJpegHeader(jpeg_decompress_struct* info, JpegReadErrors* errors, const uint8_t* data, size_t size,
+bool RunJpegHeader(jpeg_decompress_struct* info, JpegErrors* errors, const uint8_t* data, size_t size,
                    JpegHeader* header) {
   info->err = jpeg_std_error(&errors->mgr);
-  errors->mgr.error_exit = JpegReadErrorExit;
+  errors->mgr.error_exit = JpegErrorExit;
   errors->mgr.output_message = JpegSilent;
   if (setjmp(errors->back)) {
     jpeg_destroy_decompress(info);
@@ -326,7 +316,7 @@ bool RunJpegHeader(jpeg_decompress_struct* info, JpegReadErrors* errors, const u
 bool ReadJpegHeader(const uint8_t* data, size_t size, JpegHeader& header) {
   if (!data || size == 0 || size > ULONG_MAX) return false;
   jpeg_decompress_struct info{};
-  JpegReadErrors errors{};
+  JpegErrors errors{};
   return RunJpegHeader(&info, &errors, data, size, &header);
 }
 

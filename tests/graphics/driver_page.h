@@ -133,6 +133,11 @@ class DriverPageTest : public HostTest {
 
   // Prints one page drawn by `draw`; returns the file's bytes.
   std::string PrintPage(const std::function<void(SURFOBJ*)>& draw) {
+    return PrintJobPage([&](engine::EngineJob& job) { draw(job.Surface()); });
+  }
+
+  // The same, for drawing that needs the job itself (to play a page).
+  std::string PrintJobPage(const std::function<void(engine::EngineJob&)>& draw) {
     engine::DeviceRequest request;
     request.devmode.dmFields = DM_PAPERWIDTH | DM_PAPERLENGTH | DM_ORIENTATION;
     request.devmode.dmPaperWidth = 2100;
@@ -145,7 +150,7 @@ class DriverPageTest : public HostTest {
     EXPECT_TRUE(job.Enable(request, u"Test Printer", printer_, &error)) << error;
     EXPECT_TRUE(job.StartDoc(u"Drawing", 1));
     EXPECT_TRUE(job.StartPage());
-    draw(job.Surface());
+    draw(job);
     EXPECT_TRUE(job.SendPage());
     EXPECT_TRUE(job.EndDoc());
     job.Disable();

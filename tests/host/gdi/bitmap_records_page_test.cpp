@@ -27,26 +27,15 @@ class BitmapRecordsPage : public test::DriverPageTest {
   // after the records and before the page is sent.
   std::string Print(const EmfWriter& writer, const std::function<void(SURFOBJ*)>& check) {
     const auto file = EmfFile::Parse("page.emf", writer.Finish(), nullptr);
-    EXPECT_TRUE(file);
-    engine::DeviceRequest request;
-    request.devmode.dmFields = DM_PAPERWIDTH | DM_PAPERLENGTH | DM_ORIENTATION;
-    request.devmode.dmPaperWidth = 2100;
-    request.devmode.dmPaperLength = 2970;
-    request.devmode.dmOrientation = DMORIENT_PORTRAIT;
-    request.devmode.dmPrintQuality = request.devmode.dmYResolution = 300;
-    request.devmode.dmScale = 100;
-    engine::EngineJob job(*driver_);
-    std::string error;
-    EXPECT_TRUE(job.Enable(request, u"Test Printer", printer_, &error)) << error;
-    EXPECT_TRUE(job.StartDoc(u"Bitmaps", 1));
-    EXPECT_TRUE(job.StartPage());
-    DriverTarget target(job);
-    stats_ = EmfPlayer().PlayPage(*file, target);
-    check(job.Surface());
-    EXPECT_TRUE(job.SendPage());
-    EXPECT_TRUE(job.EndDoc());
-    job.Disable();
-    return test::ReadFile(Dir() / "out.pdf");
+    if (!file) {
+      ADD_FAILURE() << "the page does not parse";
+      return {};
+    }
+    return PrintJobPage([&](engine::EngineJob& job) {
+      DriverTarget target(job);
+      stats_ = EmfPlayer().PlayPage(*file, target);
+      check(job.Surface());
+    });
   }
 
   std::string Errors() const {
