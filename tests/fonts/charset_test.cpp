@@ -4,6 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
+#include "fonts/glyph_names.h"
+
 namespace {
 
 uint32_t Code(uint16_t unicode, uint32_t charset, uint32_t* length = nullptr) {
@@ -80,6 +84,28 @@ TEST(CharsetTables, StandardFacesAndWinAnsi) {
   EXPECT_EQ(WinAnsiCode(0x0416), 0u);
   EXPECT_EQ(kCharsetSearchOrder[0], 0x00);
   EXPECT_EQ(kCharsetSearchOrder[14], 0xFF);
+}
+
+TEST(GlyphNames, NamesOfTheAdobeList) {
+  EXPECT_STREQ(AdobeGlyphName(0x0020), "space");  // not "spacehackarabic"
+  EXPECT_STREQ(AdobeGlyphName(0x0041), "A");
+  EXPECT_STREQ(AdobeGlyphName(0x20AC), "Euro");
+  EXPECT_STREQ(AdobeGlyphName(0x2022), "bullet");
+  EXPECT_STREQ(AdobeGlyphName(0x0416), "afii10024");
+  EXPECT_STREQ(AdobeGlyphName(0x05D3), "dalet");  // sequences do not name their first value
+  EXPECT_EQ(AdobeGlyphName(0x0000), nullptr);
+  EXPECT_EQ(AdobeGlyphName(0x4E2D), nullptr);
+  EXPECT_EQ(AdobeGlyphName(0xFFFF), nullptr);
+  // The codes of the single-byte charsets above 0x7F all have names but
+  // two Arabic letters of code page 1256 (keheh and heh doachashmee).
+  std::vector<uint16_t> unnamed;
+  for (uint32_t charset : {0x00u, 0xA1u, 0xA2u, 0xA3u, 0xB1u, 0xB2u, 0xBAu, 0xCCu, 0xDEu, 0xEEu}) {
+    for (uint32_t byte = 0x80; byte < 0x100; ++byte) {
+      const uint16_t u = CharsetToUnicode(charset, uint8_t(byte));
+      if (u && !AdobeGlyphName(u)) unnamed.push_back(u);
+    }
+  }
+  EXPECT_EQ(unnamed, (std::vector<uint16_t>{0x06A9, 0x06BE}));
 }
 
 }  // namespace

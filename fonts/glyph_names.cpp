@@ -1,0 +1,22 @@
+#include "fonts/glyph_names.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace {
+
+struct GlyphNameEntry {
+  uint16_t unicode;
+  const char* name;
+};
+
+#include "fonts/glyph_names.inc"
+
+}  // namespace
+
+const char* AdobeGlyphName(uint16_t unicode) {
+  const auto* end = std::end(kGlyphNames);
+  const auto* at = std::lower_bound(std::begin(kGlyphNames), end, unicode,
+                                    [](const GlyphNameEntry& e, uint16_t u) { return e.unicode < u; });
+  return at != end && at->unicode == unicode ? at->name : nullptr;
+}
