@@ -60,7 +60,7 @@ void CKMC_Graphics::TransferBitmap(SURFOBJ* source, XLATEOBJ* xlate, const RECTL
   PlaceImage(*image, target, Stream());
 }
 
-void CKMC_Graphics::ClearPendingImages() {
+void CKMC_Graphics::DiscardPendingImages() {
   pendingImages_.clear();
   pendingSources.Clear();
   pendingTargets.Clear();
@@ -76,7 +76,7 @@ void CKMC_Graphics::FlushPendingImages() {
       box.bottom = std::max(box.bottom, r.bottom);
     }
     MergePendingImages(box);
-    ClearPendingImages();
+    DiscardPendingImages();
     return;
   }
   for (size_t i = 0; i < pendingImages_.size(); ++i) {
@@ -85,7 +85,7 @@ void CKMC_Graphics::FlushPendingImages() {
     PlaceImage(*pendingImages_[i], pendingTargets[static_cast<int32_t>(i)], Stream());
     pendingImages_[i].reset();
   }
-  ClearPendingImages();
+  DiscardPendingImages();
 }
 
 void CKMC_Graphics::PlaceImage(ImageData& image, const RECTL& target, CKM_BinaryBuf& out) {

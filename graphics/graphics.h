@@ -179,9 +179,9 @@ class CKMC_Graphics {
   void WriteJpegPassthrough(const uint8_t* data, uint32_t size, const RECTL& target);
 
   size_t PendingCount() const { return pendingImages_.size(); }
-  // Drops queued images that a cancelled job left behind; a page that ended
-  // normally left none.
-  void DiscardPendingImages() { ClearPendingImages(); }
+  // Deletes the queued images and empties both rectangle lists (also what
+  // a cancelled job left behind; a page that ended normally left none).
+  void DiscardPendingImages();
 
   // ---- gradients (gradients.cpp)
 
@@ -222,8 +222,6 @@ class CKMC_Graphics {
   static constexpr uint8_t kMergeImagesOn = 1;
 
   bool Cancelled() const { return jobCancelled_ != 0; }
-  // Deletes the queued images and empties both rectangle lists.
-  void ClearPendingImages();
   // Cuts the listed areas from the surface as images, in bands without
   // overlap, and empties the list.
   void CaptureDirtyAreas(SURFOBJ* surface);
