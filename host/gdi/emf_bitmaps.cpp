@@ -503,11 +503,15 @@ bool DeviceContext::PlayGradient(ByteReader& r, std::string* fault) {
   for (uint32_t i = 0; i < nVer; ++i)
     if (used[i]) points.push_back({double(vertices[i].x), double(vertices[i].y)});
   RECTL extents = BoundsOf(points.data(), points.size());
+  // Vertices on one line cover no area: nothing to draw, and nothing the
+  // driver could scale its shading to.
+  if (extents.right == extents.left || extents.bottom == extents.top) {
+    notes_.push_back("gradient extents " + Num(int64_t{extents.right} - extents.left) + " x " +
+                     Num(int64_t{extents.bottom} - extents.top) + ": nothing to draw");
+    return true;
+  }
   std::optional<HostClip> clip;
-  RECTL bounds = extents;
-  if (bounds.right == bounds.left) ++bounds.right;
-  if (bounds.bottom == bounds.top) ++bounds.bottom;
-  if (!BlitClip(bounds, &clip)) return true;
+  if (!BlitClip(extents, &clip)) return true;
   engine::HostXlate xlate = engine::HostXlate::Trivial();
   POINTL dither{0, 0};
   target_.GradientFill(&clip->co, &xlate.xo, vertices.data(), nVer, mesh.data(), ULONG(mesh.size() / per),

@@ -289,6 +289,9 @@ TEST(EmfBitmaps, GradientsGoToTheDeviceWithTheirExtents) {
   const float twice[6] = {2, 0, 0, 2, 0, 0};
   w.SetWorldTransform(twice);
   w.GradientFill(v, rect, GRADIENT_FILL_RECT_V);
+  // Both corners on one row: no area, no call.
+  const EmfVertex flat[] = {{10, 10, 0xFF00, 0, 0, 0}, {30, 10, 0, 0, 0xFF00, 0}};
+  w.GradientFill(flat, rect, GRADIENT_FILL_RECT_H);
   const Played p = Play(w);
   ASSERT_EQ(p.calls.size(), 3u);
   EXPECT_EQ(p.calls[0].kind, "gradientfill");
@@ -299,8 +302,10 @@ TEST(EmfBitmaps, GradientsGoToTheDeviceWithTheirExtents) {
   EXPECT_EQ(p.calls[1].mesh, (std::vector<ULONG>{0, 1, 2}));
   EXPECT_EQ(R(p.calls[1].target), (Rect{0, 10, 30, 40}));
   EXPECT_EQ(R(p.calls[2].target), (Rect{20, 20, 60, 40}));
-  ASSERT_EQ(p.stats.errors.size(), 1u);
+  ASSERT_EQ(p.stats.errors.size(), 2u) << p.Errors();
   EXPECT_NE(p.stats.errors[0].find("1 of 2 gradient elements"), std::string::npos) << p.Errors();
+  EXPECT_NE(p.stats.errors[1].find("gradient extents 40 x 0: nothing to draw"), std::string::npos)
+      << p.Errors();
 }
 
 TEST(EmfBitmaps, BadRecordsAreReportedNotFollowed) {
