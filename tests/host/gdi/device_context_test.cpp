@@ -24,20 +24,8 @@ using Pts = std::vector<std::pair<double, double>>;
 // covering it: on a 1000-pixel surface, reference pixels are surface pixels.
 EmfWriter Page() { return EmfWriter({0, 0, 10000, 10000}, {1000, 1000}, {100, 100}); }
 
-struct Played {
-  PlayStats stats;
-  std::vector<RecordedCall> calls;
-};
-
-Played Play(const EmfWriter& writer, LONG surface = 1000) {
-  const auto file = EmfFile::Parse("t.emf", writer.Finish(), nullptr);
-  EXPECT_TRUE(file);
-  RecordingTarget target(surface, surface);
-  Played out;
-  out.stats = EmfPlayer().PlayPage(*file, target);
-  out.calls = std::move(target.calls);
-  return out;
-}
+using test::Play;
+using test::Played;
 
 // A region's rectangles, comparable.
 std::vector<std::array<LONG, 4>> Rects(const engine::Region& region) {

@@ -24,25 +24,8 @@ using Rect = std::array<LONG, 4>;
 // Reference pixels are surface pixels on a 1000-pixel surface.
 EmfWriter Page() { return EmfWriter({0, 0, 10000, 10000}, {1000, 1000}, {100, 100}); }
 
-struct Played {
-  PlayStats stats;
-  std::vector<RecordedCall> calls;
-  std::string Errors() const {
-    std::string all;
-    for (const auto& e : stats.errors) all += e + "\n";
-    return all;
-  }
-};
-
-Played Play(const EmfWriter& writer, LONG surface = 1000) {
-  const auto file = EmfFile::Parse("t.emf", writer.Finish(), nullptr);
-  EXPECT_TRUE(file);
-  RecordingTarget target(surface, surface);
-  Played out;
-  out.stats = EmfPlayer().PlayPage(*file, target);
-  out.calls = std::move(target.calls);
-  return out;
-}
+using test::Play;
+using test::Played;
 
 Rect R(const RECTL& r) { return {r.left, r.top, r.right, r.bottom}; }
 

@@ -3,6 +3,8 @@
 // the mix or ROP and the brush colour.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <string>
 #include <vector>
@@ -12,6 +14,8 @@
 #include "host/engine/region.h"
 #include "host/engine/xform.h"
 #include "host/gdi/emf_player.h"
+#include "host/gdi/emf_reader.h"
+#include "host/gdi/emf_writer.h"
 
 namespace snk::test {
 
@@ -235,5 +239,28 @@ class RecordingTarget : public gdi::PlayTarget {
 
   SURFOBJ surface_{};
 };
+
+// A page played into a recording target: the player's figures and the
+// calls it made.
+struct Played {
+  gdi::PlayStats stats;
+  std::vector<RecordedCall> calls;
+  std::string Errors() const {
+    std::string all;
+    for (const auto& e : stats.errors) all += e + "\n";
+    return all;
+  }
+};
+
+// Plays `writer`'s page onto a recording target of surface x surface pixels.
+inline Played Play(const gdi::EmfWriter& writer, LONG surface = 1000) {
+  const auto file = gdi::EmfFile::Parse("t.emf", writer.Finish(), nullptr);
+  EXPECT_TRUE(file);
+  RecordingTarget target(surface, surface);
+  Played out;
+  if (file) out.stats = gdi::EmfPlayer().PlayPage(*file, target);
+  out.calls = std::move(target.calls);
+  return out;
+}
 
 }  // namespace snk::test
