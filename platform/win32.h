@@ -316,6 +316,14 @@ INT WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR wide,
 INT MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR bytes,
                         INT byteLength, LPWSTR wide, INT wideLength);
 
+// The face names of the installed fonts, as the font mapper lists them:
+// zero-ended strings one after another, the list ended by an empty string.
+// A name that begins with a blank is the PostScript name of the face whose
+// family name follows it (given for families whose name is not ASCII).
+// Returns the number of WCHARs the whole list needs; writes only when
+// `capacity` is at least that.
+ULONG SnkListInstalledFaceNames(WCHAR* buffer, ULONG capacity);
+
 // The operating system's version.
 struct OSVERSIONINFOW {
   DWORD dwOSVersionInfoSize;

@@ -408,8 +408,173 @@ inline constexpr ULONG ROP3_PATCOPY = 0xF0;
 inline constexpr ULONG ROP3_WHITENESS = 0xFF;
 
 struct COLORADJUSTMENT;
-struct FONTOBJ;
-struct STROBJ;
+
+// ------------------------------------------------- engine objects (text)
+
+using HGLYPH = ULONG;
+using FWORD = SHORT;
+using PTRDIFF = LONG;  // byte offset from the start of the structure
+inline constexpr HGLYPH HGLYPH_INVALID = 0xFFFFFFFF;
+
+// A realized font. flFontType bits: FO_TYPE_*, FO_SIM_*, FO_VERT_FACE.
+struct FONTOBJ {
+  ULONG iUniq;
+  ULONG iFace;
+  ULONG cxMax;  // widest advance in device pixels
+  FLONG flFontType;
+  ULONG_PTR iTTUniq;
+  ULONG_PTR iFile;
+  SIZEL sizLogResPpi;
+  ULONG ulStyleSize;  // the size asked for in points, 0 if transformed
+  PVOID pvConsumer;
+  PVOID pvProducer;
+};
+
+inline constexpr FLONG FO_TYPE_RASTER = 0x1;
+inline constexpr FLONG FO_TYPE_DEVICE = 0x2;
+inline constexpr FLONG FO_TYPE_TRUETYPE = 0x4;
+inline constexpr FLONG FO_TYPE_OPENTYPE = 0x8;
+inline constexpr FLONG FO_SIM_BOLD = 0x2000;
+inline constexpr FLONG FO_SIM_ITALIC = 0x4000;
+inline constexpr FLONG FO_VERT_FACE = 0x800000;
+
+// DrvGetGlyphMode results.
+inline constexpr ULONG FO_HGLYPHS = 0;
+inline constexpr ULONG FO_GLYPHBITS = 1;
+inline constexpr ULONG FO_PATHOBJ = 2;
+
+struct PANOSE {
+  BYTE bFamilyType;
+  BYTE bSerifStyle;
+  BYTE bWeight;
+  BYTE bProportion;
+  BYTE bContrast;
+  BYTE bStrokeVariation;
+  BYTE bArmStyle;
+  BYTE bLetterform;
+  BYTE bMidline;
+  BYTE bXHeight;
+};
+
+// A face's metrics in its own units (y up). The names and the charset list
+// follow the structure in the same block; dp* are their byte offsets from
+// its start (names are zero-ended UTF-16, the charsets a byte list ended by
+// DEFAULT_CHARSET).
+struct IFIMETRICS {
+  ULONG cjThis;
+  ULONG cjIfiExtra;
+  PTRDIFF dpwszFamilyName;
+  PTRDIFF dpwszStyleName;
+  PTRDIFF dpwszFaceName;
+  PTRDIFF dpwszUniqueName;
+  PTRDIFF dpFontSim;
+  LONG lEmbedId;
+  LONG lItalicAngle;
+  LONG lCharBias;
+  PTRDIFF dpCharSets;
+  BYTE jWinCharSet;
+  BYTE jWinPitchAndFamily;
+  USHORT usWinWeight;
+  ULONG flInfo;
+  USHORT fsSelection;
+  USHORT fsType;
+  FWORD fwdUnitsPerEm;
+  FWORD fwdLowestPPEm;
+  FWORD fwdWinAscender;
+  FWORD fwdWinDescender;
+  FWORD fwdMacAscender;
+  FWORD fwdMacDescender;
+  FWORD fwdMacLineGap;
+  FWORD fwdTypoAscender;
+  FWORD fwdTypoDescender;
+  FWORD fwdTypoLineGap;
+  FWORD fwdAveCharWidth;
+  FWORD fwdMaxCharInc;
+  FWORD fwdCapHeight;
+  FWORD fwdXHeight;
+  FWORD fwdSubscriptXSize;
+  FWORD fwdSubscriptYSize;
+  FWORD fwdSubscriptXOffset;
+  FWORD fwdSubscriptYOffset;
+  FWORD fwdSuperscriptXSize;
+  FWORD fwdSuperscriptYSize;
+  FWORD fwdSuperscriptXOffset;
+  FWORD fwdSuperscriptYOffset;
+  FWORD fwdUnderscoreSize;
+  FWORD fwdUnderscorePosition;
+  FWORD fwdStrikeoutSize;
+  FWORD fwdStrikeoutPosition;
+  BYTE chFirstChar;
+  BYTE chLastChar;
+  BYTE chDefaultChar;
+  BYTE chBreakChar;
+  WCHAR wcFirstChar;
+  WCHAR wcLastChar;
+  WCHAR wcDefaultChar;
+  WCHAR wcBreakChar;
+  POINTL ptlBaseline;
+  POINTL ptlAspect;
+  POINTL ptlCaret;
+  RECTL rclFontBox;
+  BYTE achVendId[4];
+  ULONG cKerningPairs;
+  ULONG ulPanoseCulture;
+  PANOSE panose;
+  PVOID Align;
+};
+
+// fsSelection bits.
+inline constexpr USHORT FM_SEL_ITALIC = 0x0001;
+inline constexpr USHORT FM_SEL_BOLD = 0x0020;
+// fsType: embedding that the face's licence restricts.
+inline constexpr USHORT FM_TYPE_LICENSED = 0x0002;
+
+// A run of consecutive UTF-16 values and their glyph handles. A run with a
+// null phg has handles equal to the values themselves.
+struct WCRUN {
+  WCHAR wcLow;
+  USHORT cGlyphs;
+  HGLYPH* phg;
+};
+
+// The characters a face supports. The phg arrays lie inside the block of
+// cjThis bytes that starts with this structure.
+struct FD_GLYPHSET {
+  ULONG cjThis;
+  FLONG flAccel;
+  ULONG cGlyphsSupported;
+  ULONG cRuns;
+  WCRUN awcrun[1];
+};
+
+struct GLYPHDEF;
+
+struct GLYPHPOS {
+  HGLYPH hg;
+  GLYPHDEF* pgdf;
+  POINTL ptl;  // the glyph's origin on the baseline, device pixels
+};
+
+// A run of glyphs. pwszOrg holds the text the glyphs came from, one UTF-16
+// value per glyph, or is null.
+struct STROBJ {
+  ULONG cGlyphs;
+  FLONG flAccel;
+  ULONG ulCharInc;
+  RECTL rclBkGround;
+  GLYPHPOS* pgp;
+  LPWSTR pwszOrg;
+};
+
+// STROBJ flAccel bits.
+inline constexpr FLONG SO_FLAG_DEFAULT_PLACEMENT = 0x00000001;
+inline constexpr FLONG SO_HORIZONTAL = 0x00000002;
+inline constexpr FLONG SO_VERTICAL = 0x00000004;
+inline constexpr FLONG SO_REVERSED = 0x00000008;
+inline constexpr FLONG SO_ZERO_BEARINGS = 0x00000010;
+inline constexpr FLONG SO_CHAR_INC_EQUAL_BM_BASE = 0x00000020;
+inline constexpr FLONG SO_MAXEXT_EQUAL_BM_SIDE = 0x00000040;
+inline constexpr FLONG SO_GLYPHINDEX_TEXTOUT = 0x00000100;
 
 // Modes of stretching (the iMode of DrvStretchBlt), as SetStretchBltMode.
 inline constexpr ULONG BLACKONWHITE = 1;
@@ -629,4 +794,17 @@ BOOL APIENTRY EngGradientFill(SURFOBJ* psoDest, CLIPOBJ* pco, XLATEOBJ* pxlo, TR
 // One source colour word (the pixel's bits, read as a little-endian word)
 // in the destination's form.
 ULONG APIENTRY XLATEOBJ_iXlate(XLATEOBJ* pxlo, ULONG iColor);
+
+// Text. The pointers a FONTOBJ gives stay valid while the font lives.
+IFIMETRICS* APIENTRY FONTOBJ_pifi(FONTOBJ* pfo);
+FD_GLYPHSET* APIENTRY FONTOBJ_pfdg(FONTOBJ* pfo);
+// The whole font file the face comes from, or null (not a TrueType face).
+PVOID APIENTRY FONTOBJ_pvTrueTypeFontFile(FONTOBJ* pfo, ULONG* pcjFile);
+// Notional (font units, y down) to device space.
+XFORMOBJ* APIENTRY FONTOBJ_pxoGetXform(FONTOBJ* pfo);
+void APIENTRY STROBJ_vEnumStart(STROBJ* pstro);
+// The next batch of glyph positions; TRUE while more batches follow.
+BOOL APIENTRY STROBJ_bEnumPositionsOnly(STROBJ* pstro, ULONG* pc, GLYPHPOS** ppgpos);
+BOOL APIENTRY EngTextOut(SURFOBJ* pso, STROBJ* pstro, FONTOBJ* pfo, CLIPOBJ* pco, RECTL* prclExtra,
+                         RECTL* prclOpaque, BRUSHOBJ* pboFore, BRUSHOBJ* pboOpaque, POINTL* pptlOrg, MIX mix);
 }

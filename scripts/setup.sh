@@ -6,8 +6,11 @@ set -euo pipefail
 packages=(
   build-essential cmake pkg-config git python3
   zlib1g-dev libjpeg62-turbo-dev libsqlite3-dev libexpat1-dev libcairo2-dev
+  libfreetype-dev libfontconfig-dev
+  fonts-dejavu-core fonts-liberation2 fonts-crosextra-carlito fonts-urw-base35
+  fonts-wqy-microhei fonts-thai-tlwg-ttf
   libgtest-dev libbenchmark-dev
-  qpdf poppler-utils tzdata
+  qpdf poppler-utils poppler-data tzdata
 )
 
 missing=()

@@ -27,7 +27,27 @@ std::u16string WithoutBlanksAndHyphens(std::u16string_view text) {
 
 }  // namespace
 
-std::vector<CKM_WideString> GetInstalledFaceNames() { return {}; }
+std::vector<CKM_WideString> GetInstalledFaceNames() {
+  // The mapper loads its list at the first request and answers that one
+  // with the list as it stood before, which was empty.
+  static bool loaded = false;
+  if (!loaded) {
+    loaded = true;
+    return {};
+  }
+  std::vector<CKM_WideString> names;
+  const ULONG needed = SnkListInstalledFaceNames(nullptr, 0);
+  if (needed == 0) return names;
+  std::u16string buffer(needed, u'\0');
+  if (SnkListInstalledFaceNames(buffer.data(), needed) != needed) return names;
+  for (size_t at = 0; at < buffer.size() && buffer[at] != u'\0';) {
+    const size_t end = buffer.find(u'\0', at);
+    if (end == std::u16string::npos) break;
+    names.emplace_back(std::u16string_view(buffer).substr(at, end - at));
+    at = end + 1;
+  }
+  return names;
+}
 
 CKMC_CoreModule::CKMC_CoreModule(HMODULE module) : m_module(module) {
   m_dataExchange = std::make_unique<CKMC_DataExchange>();

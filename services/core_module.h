@@ -146,8 +146,7 @@ class CKMC_CoreModule : public IKMC_CoreModule {
 // The face names the font mapper lists as installed, in its order; a name
 // that begins with a blank is the alternate name of the face that follows
 // it. The mapper answers with the list it had before this call: a list it
-// had not loaded yet gives nothing the first time. Until the font mapper
-// exists the list is empty.
+// had not loaded yet gives nothing the first time.
 std::vector<CKM_WideString> GetInstalledFaceNames();
 
 // Text `id` of the module's language object into `out`; false (and an
