@@ -6,13 +6,18 @@ qpdf checks the PDF, pdftoppm renders each page without anti-aliasing at the
 job's resolution, and pixagree.py compares surface and rendering page by
 page. One tab-separated line per file:
 
-  file  pages  agree  agree_ink  ink_t1  images  qpdf  [default  punt_off]
+  file  pages  agree  agree_ink  ink_t1  images  qpdf  [text  objects  runs]  [default  punt_off]
 
 (the page figures are the worst over the file's pages; images counts the
 image XObjects in the PDF). Without file arguments the files of the shared
 corpus are taken, all well-formed: --set vector (the default) takes those
 with no bitmaps and no gradients, --set pictures those with bitmaps or
-gradients.
+gradients, --set text those with text records.
+
+With --set text the file is printed without embedded fonts (FontEmbed=0),
+and three more columns follow: the share of the EMF's characters that
+pdftotext finds in the PDF (textmatch.py), the number of text objects
+("BT") in the page contents and the number of text records of the EMF.
 
 With --modes the file is printed twice more: with the default settings
 (JPEG for true-colour images), where the PDF must pass qpdf and every image
@@ -21,11 +26,12 @@ engine does not draw), where the PDF must pass qpdf and hold images when
 the first print had images and the EMF draws source bitmaps (other than
 PNG, which the driver drops). The two columns say "ok" or what failed.
 
-  surface_agreement.py [--set vector|pictures] [--modes] [--renderer poppler|cairo]
+  surface_agreement.py [--set vector|pictures|text] [--modes] [--renderer poppler|cairo]
                        [--dpi N] [--jobs N] [--check] [--known FILE] [--work DIR] [FILE.emf...]
 
 --check exits 1 when a file fails qpdf or has agree < 0.99 or ink_t1 < 0.97,
-or fails one of the --modes checks. --known names a file of "name<TAB>reason"
+or fails one of the --modes checks; with --set text also when the text
+share is below 0.98 or there are more text objects than text records. --known names a file of "name<TAB>reason"
 lines: pages whose PDF differs from the surface by the product's design (see
 the reasons there). They are still printed, checked with qpdf and measured,
 but their pixel figures do not fail --check.
@@ -46,6 +52,7 @@ BUILD = os.environ.get('SNK_BUILD', os.path.join(SOURCE, 'build'))
 SHARED = os.environ.get('SNK_SHARED', os.path.join(SOURCE, '..', 'shared'))
 CORPUS = os.path.join(SHARED, 'corpus')
 PIXAGREE = os.path.join(SHARED, 'tools', 'pixagree.py')
+TEXTMATCH = os.path.join(SHARED, 'tools', 'textmatch.py')
 
 # pdftoppm smooths every image drawn at less than four times its own
 # resolution, so a sharp bitmap placed pixel for pixel renders blurred;
@@ -55,11 +62,13 @@ RENDERER = 'poppler'
 
 AGREE_MIN = 0.99
 INK_T1_MIN = 0.97
+TEXT_MIN = 0.98
 
 
 def corpus_files(which='vector'):
     """The well-formed EMF files of the corpus: 'vector' ones (no bitmaps,
-    no gradients) or 'pictures' (bitmaps or gradients)."""
+    no gradients), 'pictures' (bitmaps or gradients) or 'text' (text
+    records)."""
     rows = []
     with open(os.path.join(CORPUS, 'MANIFEST.tsv'), encoding='utf-8') as f:
         header = f.readline().rstrip('\n').split('\t')
@@ -70,7 +79,10 @@ def corpus_files(which='vector'):
                     and 'EMF+ only' not in features):
                 continue
             pictures = 'bitmaps' in features or 'gradients' in features
-            if pictures == (which == 'pictures'):
+            if which == 'text':
+                if re.search(r'\btext \d+', features):
+                    rows.append(os.path.join(CORPUS, row['file']))
+            elif pictures == (which == 'pictures'):
                 rows.append(os.path.join(CORPUS, row['file']))
     return rows
 
@@ -117,6 +129,34 @@ def has_source_bitmaps(path):
     return False
 
 
+# Text records: EXTTEXTOUTA/W, POLYTEXTOUTA/W, SMALLTEXTOUT.
+TEXT_RECORDS = {83, 84, 96, 97, 108}
+
+
+def text_record_count(path):
+    with open(path, 'rb') as f:
+        data = f.read()
+    at = count = 0
+    while at + 8 <= len(data):
+        kind, size = struct.unpack_from('<II', data, at)
+        if size < 8 or at + size > len(data):
+            break
+        count += kind in TEXT_RECORDS
+        at += size
+    return count
+
+
+def text_objects(pdf):
+    """The number of "BT" operators in the PDF's page contents."""
+    expanded = pdf + '.qdf'
+    run(['qpdf', '--qdf', '--object-streams=disable', pdf, expanded])
+    try:
+        with open(expanded, 'rb') as f:
+            return len(re.findall(rb'(?:^|[\s\]])BT\s', f.read()))
+    except OSError:
+        return -1
+
+
 def print_pdf(path, pdf, dpi, *extra):
     return run([os.path.join(BUILD, 'snkprint'), path, '-o', pdf, '--dpi', str(dpi), '--no-open', *extra])
 
@@ -138,13 +178,14 @@ def check_mode(path, base, dpi, name, settings, want_images):
     return 'ok'
 
 
-def measure(path, dpi, work, modes):
+def measure(path, dpi, work, modes, text=False):
     name = os.path.basename(path)
     base = os.path.join(work, os.path.splitext(name)[0])
     os.makedirs(base, exist_ok=True)
     pdf = os.path.join(base, 'out.pdf')
     surface = os.path.join(base, 'surface')
-    printed = print_pdf(path, pdf, dpi, '--set', 'ImageCompress=0', '--dump-surface', surface)
+    settings = ['--set', 'ImageCompress=0'] + (['--set', 'FontEmbed=0'] if text else [])
+    printed = print_pdf(path, pdf, dpi, *settings, '--dump-surface', surface)
     if printed.returncode != 0 or not os.path.exists(pdf):
         return {'file': name, 'error': (printed.stderr or printed.stdout).strip()}
     qpdf = run(['qpdf', '--check', pdf])
@@ -164,6 +205,11 @@ def measure(path, dpi, work, modes):
         images = len(image_dictionaries(f.read()))
     result = {'file': name, 'pages': len(surfaces), 'images': images,
               'qpdf': 'ok' if qpdf.returncode == 0 else 'FAIL', **worst}
+    if text:
+        share = re.search(r'text ([\d.]+)', run([sys.executable, TEXTMATCH, path, pdf]).stdout)
+        result['text'] = float(share.group(1)) if share else 0.0
+        result['objects'] = text_objects(pdf)
+        result['runs'] = text_record_count(path)
     if modes:
         result['default'] = check_mode(path, base, dpi, 'default', [], False)
         want = images > 0 and has_source_bitmaps(path)
@@ -173,7 +219,7 @@ def measure(path, dpi, work, modes):
 
 def main():
     parser = argparse.ArgumentParser()
-    parser.add_argument('--set', dest='which', choices=('vector', 'pictures'), default='vector')
+    parser.add_argument('--set', dest='which', choices=('vector', 'pictures', 'text'), default='vector')
     parser.add_argument('--modes', action='store_true')
     parser.add_argument('--renderer', choices=('poppler', 'cairo'), default='poppler')
     parser.add_argument('--dpi', type=int, default=300)
@@ -199,15 +245,20 @@ def main():
     work = args.work or tempfile.mkdtemp(prefix='snk-agreement-')
     failed = []
     with concurrent.futures.ThreadPoolExecutor(args.jobs) as pool:
-        for result in pool.map(lambda p: measure(p, args.dpi, work, args.modes), files):
+        for result in pool.map(lambda p: measure(p, args.dpi, work, args.modes, args.which == 'text'),
+                                files):
             if 'error' in result:
                 print(f"{result['file']}\tERROR\t{result['error']}")
                 failed.append(result['file'])
                 continue
             line = '{file}\t{pages}\t{agree:.4f}\t{agree_ink:.4f}\t{ink_t1:.4f}\t{images}\t{qpdf}'.format(**result)
+            if 'text' in result:
+                line += '\t{text:.4f}\t{objects}\t{runs}'.format(**result)
             modes = [result[m] for m in ('default', 'punt_off') if m in result]
             print('\t'.join([line, *modes]))
             below = result['agree'] < AGREE_MIN or result['ink_t1'] < INK_T1_MIN
+            if 'text' in result and (result['text'] < TEXT_MIN or result['objects'] > result['runs']):
+                below = True
             if (result['qpdf'] != 'ok' or any(m != 'ok' for m in modes)
                     or (below and result['file'] not in known)):
                 failed.append(result['file'])
