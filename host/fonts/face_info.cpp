@@ -1,0 +1,452 @@
+// The engine's description of a face: IFIMETRICS and FD_GLYPHSET built
+// from the tables FreeType parsed.
+#include "host/fonts/face_info.h"
+
+#include FT_ADVANCES_H
+#include FT_OUTLINE_H
+#include FT_SFNT_NAMES_H
+#include FT_TRUETYPE_IDS_H
+#include FT_TRUETYPE_TABLES_H
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstring>
+
+namespace snk::fonts::detail {
+namespace {
+
+constexpr uint8_t kAnsiCharset = 0;
+constexpr uint8_t kDefaultCharset = 1;
+constexpr uint8_t kSymbolCharset = 2;
+constexpr size_t kMaxNameLength = 256;
+constexpr size_t kMaxCharsets = 15;  // the list holds 16 bytes with its end mark
+
+FWORD Fword(long value) { return FWORD(std::clamp<long>(value, -32768, 32767)); }
+
+// How well a name record fits: Windows English first, then any Windows or
+// Unicode record, then Mac Roman.
+int NameScore(const FT_SfntName& name) {
+  if (name.platform_id == TT_PLATFORM_MICROSOFT) {
+    if (name.encoding_id != TT_MS_ID_UNICODE_CS && name.encoding_id != TT_MS_ID_SYMBOL_CS &&
+        name.encoding_id != TT_MS_ID_UCS_4)
+      return 0;
+    if (name.language_id == TT_MS_LANGID_ENGLISH_UNITED_STATES) return 5;
+    return (name.language_id & 0x3FF) == 0x09 ? 4 : 3;
+  }
+  if (name.platform_id == TT_PLATFORM_APPLE_UNICODE) return 2;
+  if (name.platform_id == TT_PLATFORM_MACINTOSH && name.encoding_id == TT_MAC_ID_ROMAN &&
+      name.language_id == TT_MAC_LANGID_ENGLISH)
+    return 1;
+  return 0;
+}
+
+std::u16string DecodeName(const FT_SfntName& name) {
+  std::u16string out;
+  if (name.platform_id == TT_PLATFORM_MACINTOSH) {
+    // Mac Roman: ASCII as is; the upper half is rare in names and is kept
+    // as its Latin-1 value.
+    for (FT_UInt i = 0; i < name.string_len && out.size() < kMaxNameLength; ++i)
+      out += char16_t(name.string[i]);
+  } else {
+    for (FT_UInt i = 0; i + 1 < name.string_len && out.size() < kMaxNameLength; i += 2)
+      out += char16_t(name.string[i] << 8 | name.string[i + 1]);
+  }
+  // A name ends at its first zero: the block stores names zero-ended.
+  if (size_t zero = out.find(u'\0'); zero != std::u16string::npos) out.resize(zero);
+  return out;
+}
+
+std::u16string FromAscii(const char* text) {
+  std::u16string out;
+  for (; text && *text && out.size() < kMaxNameLength; ++text)
+    out += char16_t(static_cast<unsigned char>(*text));
+  return out;
+}
+
+// Charsets by OS/2 code-page bit (ulCodePageRange1).
+struct CodePageBit {
+  int bit;
+  uint8_t charset;
+};
+constexpr CodePageBit kCodePageBits[] = {
+    {0, 0},     // 1252 Latin 1
+    {1, 238},   // 1250 Latin 2
+    {2, 204},   // 1251 Cyrillic
+    {3, 161},   // 1253 Greek
+    {4, 162},   // 1254 Turkish
+    {5, 177},   // 1255 Hebrew
+    {6, 178},   // 1256 Arabic
+    {7, 186},   // 1257 Baltic
+    {8, 163},   // 1258 Vietnamese
+    {16, 222},  // 874 Thai
+    {17, 128},  // 932 Japanese
+    {18, 134},  // 936 Simplified Chinese
+    {19, 129},  // 949 Korean Wansung
+    {20, 136},  // 950 Traditional Chinese
+    {21, 130},  // 1361 Korean Johab
+    {29, 77},   // Macintosh
+    {30, 255},  // OEM
+    {31, 2},    // Symbol
+};
+
+bool HasCharmap(FT_Face face, FT_UShort platform, FT_UShort encoding) {
+  for (FT_Int i = 0; i < face->num_charmaps; ++i) {
+    if (face->charmaps[i]->platform_id == platform && face->charmaps[i]->encoding_id == encoding) return true;
+  }
+  return false;
+}
+
+FT_UInt UnicodeGlyph(FT_Face face, FT_ULong code) {
+  if (FT_Select_Charmap(face, FT_ENCODING_UNICODE) != 0) return 0;
+  return FT_Get_Char_Index(face, code);
+}
+
+// Top of a glyph's box in font units, or 0 (used for cap and x heights
+// when OS/2 does not give them).
+FWORD GlyphTop(FT_Face face, FT_ULong code) {
+  const FT_UInt glyph = UnicodeGlyph(face, code);
+  if (glyph == 0 || FT_Load_Glyph(face, glyph, FT_LOAD_NO_SCALE | FT_LOAD_NO_BITMAP) != 0) return 0;
+  if (face->glyph->format != FT_GLYPH_FORMAT_OUTLINE) return 0;
+  FT_BBox box;
+  FT_Outline_Get_CBox(&face->glyph->outline, &box);
+  return Fword(box.yMax);
+}
+
+// Average advance of the glyphs that have one, for a face without OS/2.
+FWORD AverageAdvance(FT_Face face) {
+  long total = 0, count = 0;
+  const FT_Long glyphs = std::min<FT_Long>(face->num_glyphs, 65535);
+  for (FT_Long g = 0; g < glyphs; ++g) {
+    FT_Fixed advance = 0;
+    if (FT_Get_Advance(face, FT_UInt(g), FT_LOAD_NO_SCALE, &advance) != 0 || advance <= 0) continue;
+    total += advance;
+    ++count;
+  }
+  return count ? Fword(total / count) : Fword(face->units_per_EM / 2);
+}
+
+// Family nibble of jWinPitchAndFamily from the IBM class or, failing
+// that, PANOSE.
+BYTE FamilyNibble(const TT_OS2* os2, bool fixedPitch) {
+  constexpr BYTE kRoman = 0x10, kSwiss = 0x20, kModern = 0x30, kScript = 0x40, kDecorative = 0x50;
+  if (fixedPitch) return kModern;
+  if (!os2) return 0;
+  switch (os2->sFamilyClass >> 8) {
+    case 1:
+    case 2:
+    case 3:
+    case 4:
+    case 5:
+    case 7:
+      return kRoman;
+    case 8:
+      return kSwiss;
+    case 9:
+    case 12:
+      return kDecorative;
+    case 10:
+      return kScript;
+    default:
+      break;
+  }
+  const BYTE* panose = os2->panose;
+  switch (panose[0]) {
+    case 2:  // Latin text
+      if (panose[3] == 9) return kModern;
+      if (panose[1] >= 11 && panose[1] <= 15) return kSwiss;
+      if (panose[1] >= 2 && panose[1] <= 10) return kRoman;
+      return 0;
+    case 3:
+      return kScript;
+    case 4:
+    case 5:
+      return kDecorative;
+    default:
+      return 0;
+  }
+}
+
+void FillVertical(IFIMETRICS& m, FT_Face face, const TT_OS2* os2, const TT_HoriHeader* hhea) {
+  const long ascender = hhea ? hhea->Ascender : face->ascender;
+  const long descender = hhea ? hhea->Descender : face->descender;
+  m.fwdMacAscender = Fword(ascender);
+  m.fwdMacDescender = Fword(descender);
+  m.fwdMacLineGap = Fword(hhea ? hhea->Line_Gap : face->height - ascender + descender);
+  if (os2) {
+    m.fwdWinAscender = Fword(os2->usWinAscent);
+    m.fwdWinDescender = Fword(os2->usWinDescent);
+    m.fwdTypoAscender = Fword(os2->sTypoAscender);
+    m.fwdTypoDescender = Fword(os2->sTypoDescender);
+    m.fwdTypoLineGap = Fword(os2->sTypoLineGap);
+  } else {
+    m.fwdWinAscender = Fword(ascender);
+    m.fwdWinDescender = Fword(-descender);
+    m.fwdTypoAscender = Fword(ascender);
+    m.fwdTypoDescender = Fword(descender);
+    m.fwdTypoLineGap = m.fwdMacLineGap;
+  }
+  // A face whose Windows metrics are empty would give a zero cell height.
+  if (m.fwdWinAscender + m.fwdWinDescender <= 0) {
+    m.fwdWinAscender = Fword(face->bbox.yMax > 0 ? face->bbox.yMax : face->units_per_EM * 4 / 5);
+    m.fwdWinDescender = Fword(face->bbox.yMin < 0 ? -face->bbox.yMin : face->units_per_EM / 5);
+  }
+}
+
+void FillScriptsAndLines(IFIMETRICS& m, const TT_OS2* os2, const TT_Postscript* post, int upem) {
+  if (os2) {
+    m.fwdSubscriptXSize = Fword(os2->ySubscriptXSize);
+    m.fwdSubscriptYSize = Fword(os2->ySubscriptYSize);
+    m.fwdSubscriptXOffset = Fword(os2->ySubscriptXOffset);
+    m.fwdSubscriptYOffset = Fword(os2->ySubscriptYOffset);
+    m.fwdSuperscriptXSize = Fword(os2->ySuperscriptXSize);
+    m.fwdSuperscriptYSize = Fword(os2->ySuperscriptYSize);
+    m.fwdSuperscriptXOffset = Fword(os2->ySuperscriptXOffset);
+    m.fwdSuperscriptYOffset = Fword(os2->ySuperscriptYOffset);
+    m.fwdStrikeoutSize = Fword(os2->yStrikeoutSize);
+    m.fwdStrikeoutPosition = Fword(os2->yStrikeoutPosition);
+  } else {
+    m.fwdSubscriptXSize = m.fwdSubscriptYSize = m.fwdSuperscriptXSize = m.fwdSuperscriptYSize =
+        Fword(upem * 13 / 20);
+    m.fwdSubscriptYOffset = Fword(upem * 3 / 20);
+    m.fwdSuperscriptYOffset = Fword(upem * 9 / 20);
+  }
+  m.fwdUnderscoreSize = Fword(post && post->underlineThickness > 0 ? post->underlineThickness : upem / 20);
+  m.fwdUnderscorePosition =
+      Fword(post && post->underlineThickness > 0 ? post->underlinePosition : -upem / 10);
+  if (m.fwdStrikeoutSize <= 0) m.fwdStrikeoutSize = m.fwdUnderscoreSize;
+  if (m.fwdStrikeoutPosition <= 0) m.fwdStrikeoutPosition = Fword(upem / 4);
+}
+
+void FillCharacters(IFIMETRICS& m, FT_Face face, const TT_OS2* os2) {
+  FT_UInt glyph = 0;
+  FT_ULong first = FT_Get_First_Char(face, &glyph);
+  if (glyph == 0) first = 0x20;
+  m.wcFirstChar = os2 ? os2->usFirstCharIndex : WCHAR(std::min<FT_ULong>(first, 0xFFFF));
+  m.wcLastChar = os2 ? os2->usLastCharIndex : 0xFFFF;
+  m.wcDefaultChar = os2 && os2->version >= 2 && os2->usDefaultChar ? os2->usDefaultChar : 0x20;
+  m.wcBreakChar = os2 && os2->version >= 2 && os2->usBreakChar ? os2->usBreakChar : 0x20;
+  m.chFirstChar = BYTE(std::min<unsigned>(m.wcFirstChar, 0xFF));
+  m.chLastChar = BYTE(std::min<unsigned>(m.wcLastChar, 0xFF));
+  m.chDefaultChar = BYTE(std::min<unsigned>(m.wcDefaultChar, 0xFF));
+  m.chBreakChar = BYTE(std::min<unsigned>(m.wcBreakChar, 0xFF));
+}
+
+}  // namespace
+
+FaceNames ReadFaceNames(FT_Face face) {
+  std::u16string* slots[7] = {};
+  FaceNames names;
+  slots[TT_NAME_ID_FONT_FAMILY] = &names.family;
+  slots[TT_NAME_ID_FONT_SUBFAMILY] = &names.style;
+  slots[TT_NAME_ID_UNIQUE_ID] = &names.unique;
+  slots[TT_NAME_ID_FULL_NAME] = &names.full;
+  slots[TT_NAME_ID_PS_NAME] = &names.postscript;
+  int best[7] = {};
+  const FT_UInt count = FT_Get_Sfnt_Name_Count(face);
+  for (FT_UInt i = 0; i < count; ++i) {
+    FT_SfntName name;
+    if (FT_Get_Sfnt_Name(face, i, &name) != 0 || name.name_id >= 7 || !slots[name.name_id]) continue;
+    const int score = NameScore(name);
+    if (score <= best[name.name_id]) continue;
+    std::u16string decoded = DecodeName(name);
+    if (decoded.empty()) continue;
+    best[name.name_id] = score;
+    *slots[name.name_id] = std::move(decoded);
+  }
+  if (names.family.empty()) names.family = FromAscii(face->family_name);
+  if (names.family.empty()) names.family = u"Unnamed";
+  if (names.style.empty()) names.style = FromAscii(face->style_name);
+  if (names.style.empty()) names.style = u"Regular";
+  if (names.full.empty()) {
+    names.full = names.family;
+    if (names.style != u"Regular") names.full += u" " + names.style;
+  }
+  if (names.unique.empty()) names.unique = names.family + u" " + names.style;
+  // Some families give all their faces one unique identifier (Liberation:
+  // "Ascender - Liberation Sans"); the style keeps the faces apart.
+  const bool regular = names.style == u"Regular" || names.style == u"Normal" || names.style == u"Book" ||
+                       names.style == u"Roman";
+  if (!regular && names.unique.find(names.style) == std::u16string::npos) names.unique += u" " + names.style;
+  if (names.postscript.empty()) names.postscript = FromAscii(FT_Get_Postscript_Name(face));
+  return names;
+}
+
+bool IsSymbolFace(FT_Face face) {
+  return HasCharmap(face, TT_PLATFORM_MICROSOFT, TT_MS_ID_SYMBOL_CS) &&
+         !HasCharmap(face, TT_PLATFORM_MICROSOFT, TT_MS_ID_UNICODE_CS) &&
+         !HasCharmap(face, TT_PLATFORM_MICROSOFT, TT_MS_ID_UCS_4);
+}
+
+std::vector<uint8_t> CoveredCharsets(FT_Face face, bool symbol) {
+  if (symbol) return {kSymbolCharset};
+  std::vector<uint8_t> out;
+  const auto* os2 = static_cast<const TT_OS2*>(FT_Get_Sfnt_Table(face, FT_SFNT_OS2));
+  if (os2 && os2->version >= 1) {
+    for (const CodePageBit& bit : kCodePageBits) {
+      if ((os2->ulCodePageRange1 >> bit.bit & 1) && out.size() < kMaxCharsets) out.push_back(bit.charset);
+    }
+  }
+  // Without code-page bits, a face that has Latin letters is an ANSI face.
+  if (out.empty() && UnicodeGlyph(face, 'A') != 0) out.push_back(kAnsiCharset);
+  return out;
+}
+
+uint8_t ChooseCharset(const std::vector<uint8_t>& covered, uint8_t requested, bool symbol) {
+  if (symbol) return kSymbolCharset;
+  auto has = [&](uint8_t c) { return std::find(covered.begin(), covered.end(), c) != covered.end(); };
+  if (requested == kDefaultCharset) {
+    if (has(kAnsiCharset) || covered.empty()) return kAnsiCharset;
+    return covered.front();
+  }
+  return has(requested) ? requested : kAnsiCharset;
+}
+
+bool FaceIsBold(FT_Face face) {
+  const auto* os2 = static_cast<const TT_OS2*>(FT_Get_Sfnt_Table(face, FT_SFNT_OS2));
+  if (os2 && os2->usWeightClass >= 100 && os2->usWeightClass <= 1000) return os2->usWeightClass >= 600;
+  return (face->style_flags & FT_STYLE_FLAG_BOLD) != 0;
+}
+
+bool FaceIsItalic(FT_Face face) {
+  const auto* os2 = static_cast<const TT_OS2*>(FT_Get_Sfnt_Table(face, FT_SFNT_OS2));
+  if (os2 && (os2->fsSelection & (1 << 0 | 1 << 9))) return true;  // italic, oblique
+  return (face->style_flags & FT_STYLE_FLAG_ITALIC) != 0;
+}
+
+IFIMETRICS FaceMetrics(FT_Face face, bool symbol) {
+  const auto* os2 = static_cast<const TT_OS2*>(FT_Get_Sfnt_Table(face, FT_SFNT_OS2));
+  const auto* hhea = static_cast<const TT_HoriHeader*>(FT_Get_Sfnt_Table(face, FT_SFNT_HHEA));
+  const auto* head = static_cast<const TT_Header*>(FT_Get_Sfnt_Table(face, FT_SFNT_HEAD));
+  const auto* post = static_cast<const TT_Postscript*>(FT_Get_Sfnt_Table(face, FT_SFNT_POST));
+  const int upem = face->units_per_EM;
+  IFIMETRICS m{};
+  m.fwdUnitsPerEm = Fword(upem);
+  m.fwdLowestPPEm = Fword(head ? head->Lowest_Rec_PPEM : 0);
+  FillVertical(m, face, os2, hhea);
+  m.fwdMaxCharInc = Fword(hhea ? hhea->advance_Width_Max : face->max_advance_width);
+  m.fwdAveCharWidth = os2 && os2->xAvgCharWidth > 0 ? Fword(os2->xAvgCharWidth) : AverageAdvance(face);
+  m.fwdCapHeight =
+      os2 && os2->version >= 2 && os2->sCapHeight > 0 ? Fword(os2->sCapHeight) : GlyphTop(face, 'H');
+  m.fwdXHeight = os2 && os2->version >= 2 && os2->sxHeight > 0 ? Fword(os2->sxHeight) : GlyphTop(face, 'x');
+  FillScriptsAndLines(m, os2, post, upem);
+  FillCharacters(m, face, os2);
+  // The box is y up, as the head table has it.
+  m.rclFontBox =
+      RECTL{LONG(face->bbox.xMin), LONG(face->bbox.yMax), LONG(face->bbox.xMax), LONG(face->bbox.yMin)};
+  m.lItalicAngle = post ? LONG(std::lround(double(post->italicAngle) / 65536.0 * 10.0)) : 0;
+  const bool fixedPitch = post ? post->isFixedPitch != 0 : FT_IS_FIXED_WIDTH(face);
+  m.jWinPitchAndFamily = BYTE((fixedPitch ? 1 : 2) | FamilyNibble(os2, fixedPitch));
+  m.usWinWeight = os2 && os2->usWeightClass >= 1 && os2->usWeightClass <= 1000 ? os2->usWeightClass
+                  : FaceIsBold(face)                                           ? 700
+                                                                               : 400;
+  if (os2) {
+    m.fsSelection = USHORT(os2->fsSelection & 0x7F);
+    m.fsType = os2->fsType;
+    std::memcpy(m.achVendId, os2->achVendID, 4);
+    std::memcpy(&m.panose, os2->panose, sizeof m.panose);
+  } else {
+    const USHORT macStyle = head ? head->Mac_Style : 0;
+    m.fsSelection = USHORT((macStyle & 1 ? FM_SEL_BOLD : 0) | (macStyle & 2 ? FM_SEL_ITALIC : 0));
+    if (!m.fsSelection) m.fsSelection = 0x40;  // regular
+  }
+  m.ptlBaseline = POINTL{1, 0};
+  m.ptlAspect = POINTL{1, 1};
+  m.ptlCaret = hhea && hhea->caret_Slope_Rise != 0 ? POINTL{hhea->caret_Slope_Run, hhea->caret_Slope_Rise}
+                                                   : POINTL{0, 1};
+  m.jWinCharSet = symbol ? kSymbolCharset : kAnsiCharset;
+  return m;
+}
+
+Block BuildIfiBlock(const IFIMETRICS& metrics, const FaceNames& names, const std::vector<uint8_t>& charsets) {
+  const std::u16string* order[4] = {&names.family, &names.style, &names.full, &names.unique};
+  size_t size = sizeof(IFIMETRICS);
+  PTRDIFF offsets[4];
+  for (int i = 0; i < 4; ++i) {
+    offsets[i] = PTRDIFF(size);
+    size += (order[i]->size() + 1) * sizeof(char16_t);
+  }
+  const PTRDIFF charsetOffset = PTRDIFF(size);
+  const size_t listSize = std::min(charsets.size(), kMaxCharsets) + 1;
+  size += listSize;
+  size = (size + 7) & ~size_t{7};
+
+  Block block;
+  block.words.assign(size / 8, 0);
+  block.bytes = size;
+  auto* base = reinterpret_cast<std::byte*>(block.data());
+  IFIMETRICS m = metrics;
+  m.cjThis = ULONG(size);
+  m.cjIfiExtra = 0;
+  m.dpwszFamilyName = offsets[0];
+  m.dpwszStyleName = offsets[1];
+  m.dpwszFaceName = offsets[2];
+  m.dpwszUniqueName = offsets[3];
+  m.dpFontSim = 0;
+  m.dpCharSets = charsetOffset;
+  std::memcpy(base, &m, sizeof m);
+  for (int i = 0; i < 4; ++i)
+    std::memcpy(base + offsets[i], order[i]->data(), order[i]->size() * sizeof(char16_t));
+  auto* list = reinterpret_cast<uint8_t*>(base + charsetOffset);
+  for (size_t i = 0; i + 1 < listSize; ++i) list[i] = charsets[i];
+  list[listSize - 1] = kDefaultCharset;
+  return block;
+}
+
+Block BuildGlyphSet(FT_Face face, bool symbol) {
+  // (value, glyph) pairs of the BMP in ascending order.
+  std::vector<std::pair<uint32_t, HGLYPH>> map;
+  const FT_Encoding encoding = symbol ? FT_ENCODING_MS_SYMBOL : FT_ENCODING_UNICODE;
+  if (FT_Select_Charmap(face, encoding) == 0) {
+    FT_UInt glyph = 0;
+    FT_ULong code = FT_Get_First_Char(face, &glyph);
+    while (glyph != 0 && code <= 0xFFFF && map.size() <= 0xFFFF) {
+      if (!map.empty() && code <= map.back().first) break;  // a map must ascend
+      map.emplace_back(uint32_t(code), HGLYPH(glyph));
+      code = FT_Get_Next_Char(face, code, &glyph);
+    }
+  }
+  if (symbol) {
+    std::vector<std::pair<uint32_t, HGLYPH>> low;
+    for (const auto& [code, glyph] : map) {
+      if (code >= 0xF000 && code <= 0xF0FF) low.emplace_back(code - 0xF000, glyph);
+    }
+    std::vector<std::pair<uint32_t, HGLYPH>> merged;
+    std::merge(low.begin(), low.end(), map.begin(), map.end(), std::back_inserter(merged));
+    merged.erase(std::unique(merged.begin(), merged.end(),
+                             [](const auto& a, const auto& b) { return a.first == b.first; }),
+                 merged.end());
+    map = std::move(merged);
+  }
+  std::vector<std::pair<size_t, size_t>> runs;  // [begin, end) into map
+  for (size_t i = 0; i < map.size(); ++i) {
+    if (runs.empty() || map[i].first != map[i - 1].first + 1 || i - runs.back().first >= 0xFFFF) {
+      runs.emplace_back(i, i + 1);
+    } else {
+      runs.back().second = i + 1;
+    }
+  }
+  const size_t header = offsetof(FD_GLYPHSET, awcrun) + std::max<size_t>(runs.size(), 1) * sizeof(WCRUN);
+  const size_t size = ((header + 7) & ~size_t{7}) + map.size() * sizeof(HGLYPH);
+  Block block;
+  block.words.assign((size + 7) / 8, 0);
+  block.bytes = block.words.size() * 8;
+  auto* set = static_cast<FD_GLYPHSET*>(block.data());
+  set->cjThis = ULONG(block.bytes);
+  set->flAccel = 0;
+  set->cGlyphsSupported = ULONG(map.size());
+  set->cRuns = ULONG(runs.size());
+  auto* handles =
+      reinterpret_cast<HGLYPH*>(reinterpret_cast<std::byte*>(block.data()) + ((header + 7) & ~size_t{7}));
+  WCRUN* runArray = set->awcrun;  // the runs go on past the declared one
+  for (size_t r = 0; r < runs.size(); ++r) {
+    WCRUN& run = runArray[r];
+    run.wcLow = WCHAR(map[runs[r].first].first);
+    run.cGlyphs = USHORT(runs[r].second - runs[r].first);
+    run.phg = handles + runs[r].first;
+    for (size_t i = runs[r].first; i < runs[r].second; ++i) handles[i] = map[i].second;
+  }
+  return block;
+}
+
+}  // namespace snk::fonts::detail
