@@ -131,6 +131,8 @@ class CKMC_CoreModule : public IKMC_CoreModule {
 
   // For tests: replaces the language object (null: no language at all).
   void SetLanguage(std::unique_ptr<IKMC_Language> language) { m_language = std::move(language); }
+  // For tests: replaces the font name table (empty: the next load fills it).
+  void SetFontNames(std::vector<CKMC_FontNamePair> pairs) { m_fontNames = std::move(pairs); }
 
  private:
   HMODULE m_module;

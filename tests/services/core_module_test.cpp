@@ -123,6 +123,14 @@ TEST_F(CoreModule, ModulesAreEnabledAsTheSettingsFileSays) {
 TEST_F(CoreModule, FontNamesPairAlternatesWithTheFollowingFace) {
   std::vector<CKM_WideString> names = {u"Arial Black",     u" ArialMT",        u"Arial",       u"Arial",
                                        u"Times New Roman", u" Courier New PS", u"Courier New", u" Orphan"};
+  // The table as the installed faces left it is emptied first, and given
+  // back at the end for the tests that print text.
+  struct Restore {
+    CKMC_CoreModule* core;
+    std::vector<CKMC_FontNamePair> pairs;
+    ~Restore() { core->SetFontNames(std::move(pairs)); }
+  } restore{core_, core_->GetFontNameList()};
+  core_->SetFontNames({});
   core_->LoadFontNames(names);
   const auto& pairs = core_->GetFontNameList();
   ASSERT_EQ(pairs.size(), 4u);
@@ -144,6 +152,16 @@ TEST_F(CoreModule, FontNamesPairAlternatesWithTheFollowingFace) {
   EXPECT_EQ(core_->GetFontFaceName(u"ArialBlack"), CKM_WideString(u"Arial Black"));
   EXPECT_TRUE(core_->GetFontFaceName(u"Arial Narrow").IsEmpty());
   EXPECT_TRUE(core_->GetFontFaceName(u" - ").IsEmpty());
+}
+
+TEST_F(CoreModule, FontNamesComeFromTheInstalledFaces) {
+  // The mapper answers its first request with the empty list it had; from
+  // then on every module sees the installed faces, the DejaVu family among
+  // them, each its own alternate name.
+  CKMC_CoreModule core(nullptr);
+  const auto& pairs = core.GetFontNameList();
+  ASSERT_FALSE(pairs.empty());
+  EXPECT_EQ(core.GetFontAlternateName(u"DejaVu Sans"), CKM_WideString(u"DejaVu Sans"));
 }
 
 TEST_F(CoreModule, VirtualizedPathsTakeOnlyDrivePathsUnder256Characters) {
