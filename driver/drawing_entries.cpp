@@ -4,11 +4,20 @@
 #include "driver/drawing_entries.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
+#include <cstring>
+#include <string>
+#include <string_view>
 
+#include "base/number_format.h"
 #include "driver/device.h"
 #include "driver/driver_entry.h"
 #include "driver/print_job.h"
+#include "fonts/font.h"
+#include "fonts/text_output.h"
+#include "platform/win32.h"
+#include "services/core_module.h"
 
 namespace {
 
@@ -287,12 +296,216 @@ BOOL APIENTRY DrvTransparentBlt(SURFOBJ* psoDst, SURFOBJ* psoSrc, CLIPOBJ* pco, 
   });
 }
 
-ULONG APIENTRY DrvGetGlyphMode(DHPDEV, FONTOBJ*) {
-  constexpr ULONG FO_HGLYPHS = 0;
-  return FO_HGLYPHS;
+namespace {
+
+// A name of the IFIMETRICS block at byte offset `offset`: zero-ended UTF-16
+// within the block's cjThis bytes, empty when it lies outside.
+std::u16string_view MetricsName(const IFIMETRICS& metrics, PTRDIFF offset) {
+  if (offset < static_cast<PTRDIFF>(sizeof(IFIMETRICS)) || offset % 2 != 0 ||
+      static_cast<ULONG>(offset) >= metrics.cjThis)
+    return {};
+  const auto* base = reinterpret_cast<const uint8_t*>(&metrics);
+  const size_t units = (metrics.cjThis - static_cast<ULONG>(offset)) / 2;
+  for (size_t i = 0; i < units; ++i) {
+    char16_t unit = 0;
+    std::memcpy(&unit, base + offset + 2 * i, 2);
+    if (unit == 0) return {reinterpret_cast<const char16_t*>(base + offset), i};
+  }
+  return {};
 }
 
-BOOL APIENTRY DrvTextOut(SURFOBJ* so, STROBJ*, FONTOBJ*, CLIPOBJ*, RECTL*, RECTL*, BRUSHOBJ*, BRUSHOBJ*,
-                         POINTL*, MIX) {
-  return Draw(u"DrvTextOut", so, kNothing);
+// Under these system versions the page surface gets the text only when the
+// driver has the engine draw it there.
+bool EngineDrawsText() {
+  OSVERSIONINFOW version{};
+  version.dwOSVersionInfoSize = sizeof version;
+  if (!GetVersionExW(&version)) return false;
+  const DWORD number = version.dwMajorVersion * 100 + version.dwMinorVersion;
+  return number >= 501 && number <= 600;
+}
+
+// Whether the face is one of the gothic faces whose TJ numbers are written
+// without sign. The face's alternate name counts where there is one; the
+// last answer is kept, since a page's runs mostly share their face.
+bool IsGothicFace(std::u16string_view faceName) {
+  thread_local std::u16string lastName;
+  thread_local bool lastAnswer = false;
+  thread_local bool known = false;
+  if (known && lastName == faceName) return lastAnswer;
+  std::u16string name(faceName);
+  if (CKMC_CoreModule* core = CKMC_CoreModule::Get()) {
+    CKM_WideString alternate = core->GetFontAlternateName(faceName);
+    if (!alternate.IsEmpty()) name = std::u16string(alternate.view());
+  }
+  lastAnswer = name == u"MS Gothic" || name == u"MSP Gothic" || name == u"MS-Gothic" || name == u"MSP-Gothic";
+  lastName = std::u16string(faceName);
+  known = true;
+  return lastAnswer;
+}
+
+// The opaque background of a run, filled in its colour. The two blanks
+// between its y and its width are part of the format readers have seen.
+void WriteOpaqueRectangle(CKMC_Document& doc, CKM_BinaryBuf& out, const RECTL& rect, BRUSHOBJ* brush) {
+  doc.graphics.CloseTextRun(out);
+  const uint32_t color = BRUSHOBJ_ulGetBrushColor(brush);
+  doc.graphics.SetFillColor(out, color);
+  doc.graphics.SetStrokeColor(out, color);
+  const double scale = doc.text.scale, height = doc.text.height;
+  const double left = rect.left * scale, bottom = (height - rect.bottom) * scale;
+  const double right = rect.right * scale, top = (height - rect.top) * scale;
+  out.AppendString(snk::FormatNumber(left) + ' ' + snk::FormatNumber(bottom) + "  " +
+                   snk::FormatNumber(right - left) + ' ' + snk::FormatNumber(top - bottom) + " re f ");
+}
+
+// The two text matrices of a run: `plain` for upright glyphs, `rotated`
+// for the glyphs a vertical face turns, and the " Tf " size that goes with
+// them.
+struct RunGeometry {
+  CKMC_TextMatrix plain;
+  CKMC_TextMatrix rotated;
+  double size = 1;
+  double boldWidth = 0;
+};
+
+RunGeometry RunGeometryOf(FONTOBJ* font, const IFIMETRICS& metrics, double scale) {
+  RunGeometry run;
+  XFORMOBJ* xform = FONTOBJ_pxoGetXform(font);
+  XFORML m{};
+  if (!xform || XFORMOBJ_iGetXform(xform, &m) == DDI_ERROR) {
+    // Without a transform the size is the nominal one, or derived from the
+    // widest advance.
+    run.size = font->ulStyleSize;
+    if (run.size == 0) {
+      const int64_t divisor = int64_t{metrics.fwdMaxCharInc} + 1;
+      if (divisor != 0)
+        run.size = static_cast<double>(int64_t{font->cxMax} * metrics.fwdUnitsPerEm / divisor);
+      run.size *= scale;
+    }
+    // The identity turned as a transformed run's matrix is (its first
+    // value is the negated zero, as there).
+    run.rotated = CKMC_TextMatrix{-0.0, 1, -1, 0};
+    return run;
+  }
+  // Notional units to points: the matrix carries the size, " Tf " is 1.
+  const double k = metrics.fwdUnitsPerEm * scale;
+  const double a0 = m.eM11 * k, b0 = m.eM12 * k, c0 = m.eM21 * k, d0 = m.eM22 * k;
+  run.plain = CKMC_TextMatrix{a0, c0, b0, d0};
+  const FLONG type = font->flFontType;
+  if (type & FO_SIM_BOLD) run.boldWidth = std::fabs(c0 != 0 ? c0 : d0) * 0.02;
+  const bool italic = (type & FO_SIM_ITALIC) != 0;
+  if (italic && !(type & FO_VERT_FACE)) run.plain = CKMC_TextMatrix{a0, c0, b0 + a0 * 0.342, d0 + c0 * 0.342};
+  const double a1 = italic ? a0 - b0 * 0.342 : a0;
+  const double c1 = italic ? c0 - d0 * 0.342 : c0;
+  run.rotated = CKMC_TextMatrix{-c1, a1, -d0, b0};
+  return run;
+}
+
+// Appends the run's glyphs to the page's text block; the number of glyphs
+// that went in.
+size_t WriteGlyphs(CKMC_Document& doc, STROBJ* run, FONTOBJ* fontObject, const IFIMETRICS& metrics,
+                   CKMC_GlyphStyle style, const RunGeometry& geometry) {
+  // The run's text gives the characters, unless its glyphs are indices
+  // that do not stand for it; then the font's glyph set is asked.
+  const bool useText = run->pwszOrg && !(run->flAccel & SO_GLYPHINDEX_TEXTOUT);
+  CKMC_Font& font = doc.fonts.FindOrCreateFont(fontObject);
+  style.font = &font;
+  style.gothic = IsGothicFace(MetricsName(metrics, metrics.dpwszFaceName));
+  const bool verticalFace = (fontObject->flFontType & FO_VERT_FACE) != 0;
+
+  doc.graphics.textRunOpen = true;
+  uint32_t lastFont = 0;
+  size_t index = 0, written = 0;
+  STROBJ_vEnumStart(run);
+  for (;;) {
+    ULONG count = 0;
+    GLYPHPOS* positions = nullptr;
+    const BOOL more = STROBJ_bEnumPositionsOnly(run, &count, &positions);
+    for (ULONG i = 0; positions && i < count; ++i, ++index) {
+      const GLYPHPOS& glyph = positions[i];
+      const uint16_t unicode = useText && index < run->cGlyphs
+                                   ? run->pwszOrg[index]
+                                   : CKMC_FontCatalogue::GlyphToUnicode(font, glyph.hg);
+      // A vertical face sets the characters of the first 256 upright.
+      style.vertical = verticalFace && unicode >= 0x100;
+      style.matrix = style.vertical ? geometry.rotated : geometry.plain;
+      const uint32_t number = doc.text.EmitGlyph(style, unicode, glyph.hg, glyph.ptl.x, glyph.ptl.y);
+      if (number != 0) ++written;
+      if (number == 0 || number == lastFont) continue;
+      lastFont = number;
+      if (std::find(doc.pageFonts.begin(), doc.pageFonts.end(), number) == doc.pageFonts.end())
+        doc.pageFonts.Add(number);
+    }
+    if (!more || count == 0) break;
+  }
+  return written;
+}
+
+void WriteTextRun(CKMC_Document& doc, SURFOBJ* surface, STROBJ* run, FONTOBJ* font, RECTL* opaqueRect,
+                  BRUSHOBJ* foreground, BRUSHOBJ* opaque) {
+  if (doc.jobCancelled) return;
+  CKMC_Graphics& graphics = doc.graphics;
+  graphics.FlushDeferredBitmaps(surface);
+  CKM_BinaryBuf& out = graphics.Stream();
+  if (opaque && opaqueRect) WriteOpaqueRectangle(doc, out, *opaqueRect, opaque);
+
+  const IFIMETRICS* metrics = font ? FONTOBJ_pifi(font) : nullptr;
+  if (!metrics || !run) return;
+  CKMC_GlyphStyle style;
+  style.color = foreground ? BRUSHOBJ_ulGetBrushColor(foreground) : 0;
+  // The text block sets both colours; the graphic state learns them now.
+  // What the page holds already is what the block's colour compares with.
+  const bool fillKnown = graphics.fillColorKnown, strokeKnown = graphics.strokeColorKnown;
+  const uint32_t fill = graphics.fillColor, stroke = graphics.strokeColor;
+  if (graphics.strokeColorKnown) doc.text.color = graphics.strokeColor;
+  graphics.fillColorKnown = graphics.strokeColorKnown = true;
+  graphics.fillColor = graphics.strokeColor = style.color;
+
+  const RunGeometry geometry = RunGeometryOf(font, *metrics, doc.text.scale);
+  style.size = geometry.size;
+  style.boldWidth = geometry.boldWidth;
+  if (style.boldWidth > 0) graphics.SetLineWidth(out, style.boldWidth);
+  if (WriteGlyphs(doc, run, font, *metrics, style, geometry) != 0) return;
+  // No glyph wrote the colours: the page still holds the earlier ones.
+  graphics.fillColorKnown = fillKnown;
+  graphics.strokeColorKnown = strokeKnown;
+  graphics.fillColor = fill;
+  graphics.strokeColor = stroke;
+}
+
+}  // namespace
+
+// Text goes as glyph handles, for a face the PDF can name, or as outlines
+// through the path entries: a TrueType face that forbids embedding keeps
+// its look that way where the user asked for embedded fonts.
+ULONG APIENTRY DrvGetGlyphMode(DHPDEV dhpdev, FONTOBJ* pfo) {
+  return Guarded(u"DrvGetGlyphMode", FO_HGLYPHS, [&]() -> ULONG {
+    if (!pfo || pfo->flFontType == 0) return FO_PATHOBJ;
+    const IFIMETRICS* metrics = FONTOBJ_pifi(pfo);
+    if (!(pfo->flFontType & FO_TYPE_TRUETYPE) || !metrics || metrics->fsType != FM_TYPE_LICENSED)
+      return FO_HGLYPHS;
+    const auto* device = reinterpret_cast<const CKMC_Device*>(dhpdev);
+    if (!device) return FO_HGLYPHS;
+    const CKMC_Document* doc = device->document.get();
+    const uint32_t pdfa = doc ? doc->pdfa : device->pdfa;
+    const uint32_t fontEmbed = doc ? doc->fontEmbed : device->fontEmbed;
+    if (pdfa || fontEmbed == 2) return FO_PATHOBJ;
+    if (fontEmbed == 1 && doc && doc->fonts.IsEmbedFace(MetricsName(*metrics, metrics->dpwszFamilyName)))
+      return FO_PATHOBJ;
+    return FO_HGLYPHS;
+  });
+}
+
+BOOL APIENTRY DrvTextOut(SURFOBJ* so, STROBJ* pstro, FONTOBJ* pfo, CLIPOBJ* pco, RECTL* prclExtra,
+                         RECTL* prclOpaque, BRUSHOBJ* pboFore, BRUSHOBJ* pboOpaque, POINTL* pptlOrg,
+                         MIX mix) {
+  return Draw(u"DrvTextOut", so, [&](CKMC_Device& device) -> BOOL {
+    CKMC_Document& doc = *device.document;
+    // Underlines and strike-outs (prclExtra) are left to the engine's
+    // drawing; the PDF has the glyphs only.
+    if (doc.gdiPunt && EngineDrawsText())
+      EngTextOut(so, pstro, pfo, pco, prclExtra, prclOpaque, pboFore, pboOpaque, pptlOrg, mix);
+    doc.graphics.SelectClip(so, pco, nullptr);
+    WriteTextRun(doc, so, pstro, pfo, prclOpaque, pboFore, pboOpaque);
+    return TRUE;
+  });
 }

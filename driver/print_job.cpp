@@ -4,13 +4,13 @@
 #include <cstring>
 #include <span>
 
-#include "base/byte_reader.h"
 #include "driver/device.h"
+#include "fonts/font.h"
 #include "platform/win32.h"
 #include "services/core_module.h"
 #include "services/data_exchange.h"
 
-CKMC_Document::CKMC_Document() = default;
+CKMC_Document::CKMC_Document() { graphics.textSink = &text; }
 CKMC_Document::~CKMC_Document() = default;
 
 void CKMC_Document::Configure(CKMC_Device& device) {
@@ -56,25 +56,8 @@ void CKMC_Document::Configure(CKMC_Device& device) {
   if (fontEmbed && !GetPrinterBlock(printer, u"FFaces", faceBlock)) faceBlock.clear();
 }
 
-// The block's size word may lie: the walk stays inside both the bytes held
-// and the size claimed, steps in whole UTF-16 units, and drops a last name
-// that runs to the end without its zero.
 bool CKMC_Document::IsEmbedFace(std::u16string_view familyName) const {
-  snk::ByteReader reader(std::as_bytes(std::span(faceBlock)));
-  uint32_t size = 0;
-  if (familyName.empty() || !reader.ReadU32(size) || size < 4) return false;
-  size_t end = std::min<size_t>(size, faceBlock.size());
-  std::u16string name;
-  uint16_t unit = 0;
-  while (reader.position() + 2 <= end && reader.ReadU16(unit)) {
-    if (unit != 0) {
-      name += static_cast<char16_t>(unit);
-      continue;
-    }
-    if (name == familyName) return true;
-    name.clear();
-  }
-  return false;
+  return CKMC_FontCatalogue::FaceBlockHolds(faceBlock, familyName);
 }
 
 bool CKMC_Document::ReadDocumentInfo() {
@@ -103,6 +86,12 @@ bool CKMC_Document::StartDocument(const char16_t* name, uint32_t /*jobId*/) {
   }
   if (jobCancelled) return true;
   ResetWriterState();
+  // Font numbers are the document's own objects: a new document starts
+  // with no fonts and no text.
+  fonts.Clear();
+  text.Reset();
+  text.scale = pixelToPoint;
+  text.height = static_cast<double>(pageHeightPixels);
   documentName = CKM_WideString(name);
   WriteHeaderAndFixedObjects();
   return true;
@@ -131,6 +120,8 @@ bool CKMC_Document::EndDocument() {
     StartPage();
     EndPage(nullptr);
   }
+  // The fonts' widths are complete once the last page is written.
+  fonts.WriteFonts();
   WritePageTree();
   WriteCatalog();
   // The settings are read at the last moment, so that what the interface
@@ -160,6 +151,9 @@ void CKMC_Document::ResetJob() {
 
 void CKMC_Document::ResetDocument() {
   ResetWriterState();
+  fonts.Clear();
+  text.Reset();
+  graphics.textRunOpen = false;
   expectedPages = 1;
   faceBlock.clear();
 }

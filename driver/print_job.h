@@ -13,6 +13,8 @@
 #include <vector>
 
 #include "base/byte_string.h"
+#include "fonts/font.h"
+#include "fonts/text_output.h"
 #include "graphics/graphics.h"
 #include "platform/winddi.h"
 #include "writer/document_writer.h"
@@ -90,4 +92,8 @@ class CKMC_Document : public CKMC_DocumentWriter {
 
   // The vector drawing of the job's pages; it reads the job's switches.
   CKMC_Graphics graphics{*this, gdiPunt, jobCancelled, imageCompress, mergeImages};
+  // The fonts the document's text uses (numbered per document), and the
+  // page's text block, which the graphics part ends before it draws.
+  CKMC_FontCatalogue fonts{*this, CKMC_FontCatalogue::Settings{fontEmbed, fontWarn, faceBlock}};
+  CKMC_TextObject text;
 };

@@ -81,10 +81,10 @@ void CKMC_Graphics::ResetGraphicCache() {
   dash.Empty();
 }
 
-void CKMC_Graphics::CloseTextRun(CKM_BinaryBuf& /*out*/) {
-  // Nothing opens a text run yet; the text output ends its "BT " here.
+void CKMC_Graphics::CloseTextRun(CKM_BinaryBuf& out) {
   if (!textRunOpen) return;
   textRunOpen = false;
+  if (textSink) textSink->FlushText(out);
 }
 
 void CKMC_RectList::Add(const RECTL& rect) {

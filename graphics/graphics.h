@@ -64,6 +64,17 @@ inline bool ReadsDestination(ULONG rop) {
 // rounded up, from 28.4 fixed point.
 RECTL PixelBounds(const RECTFX& bounds);
 
+// The text output, which holds its text block back between calls; the
+// graphics part ends the block through this before it writes anything.
+class IKMC_TextSink {
+ public:
+  // Writes the open text block to `out`, if there is one.
+  virtual void FlushText(CKM_BinaryBuf& out) = 0;
+
+ protected:
+  ~IKMC_TextSink() = default;
+};
+
 class CKMC_Graphics {
  public:
   // The switches are the job's own: `gdiPunt` says that the engine draws
@@ -216,6 +227,8 @@ class CKMC_Graphics {
   CKMC_RectList pendingTargets;
   // Set by the text output while a "BT " is open.
   bool textRunOpen = false;
+  // Where an open text block goes (null: nothing ever opens one).
+  IKMC_TextSink* textSink = nullptr;
 
  private:
   static constexpr uint32_t kImageCompressOn = 1;
