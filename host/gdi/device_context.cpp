@@ -217,6 +217,30 @@ std::shared_ptr<const GdiObject> DeviceContext::Stock(uint32_t n) const {
     obj->pen.color = n == WHITE_PEN ? 0xFFFFFF : n == DC_PEN ? state_.dcPenColor : 0;
   } else if ((n >= 10 && n <= 14) || n == 16 || n == 17) {
     obj->kind = GdiObject::Kind::Font;
+    FontObject& f = obj->font;
+    f.id = n + 1;
+    switch (n) {
+      case 10:  // OEM_FIXED_FONT
+      case 11:  // ANSI_FIXED_FONT
+      case 16:  // SYSTEM_FIXED_FONT
+        f.face = u"Courier New";
+        f.height = n == 16 ? 15 : 13;
+        f.pitchAndFamily = 0x31;  // FIXED_PITCH | FF_MODERN
+        break;
+      case 12:  // ANSI_VAR_FONT
+        f.face = u"MS Sans Serif";
+        f.height = 13;
+        break;
+      case 17:  // DEFAULT_GUI_FONT
+        f.face = u"MS Shell Dlg";
+        f.height = -11;
+        break;
+      default:  // SYSTEM_FONT, DEVICE_DEFAULT_FONT
+        f.face = u"System";
+        f.height = 16;
+        f.weight = 700;
+        break;
+    }
   } else if (n == 15) {
     obj->kind = GdiObject::Kind::Palette;
   } else {
@@ -334,6 +358,12 @@ bool DeviceContext::Handles(uint32_t type) {
     case EMR_ALPHABLEND:
     case EMR_TRANSPARENTBLT:
     case EMR_GRADIENTFILL:
+    case EMR_SETTEXTJUSTIFICATION:
+    case EMR_EXTTEXTOUTW:
+    case EMR_EXTTEXTOUTA:
+    case EMR_POLYTEXTOUTW:
+    case EMR_POLYTEXTOUTA:
+    case EMR_SMALLTEXTOUT:
       return true;
     default:
       return false;
@@ -386,6 +416,12 @@ bool DeviceContext::Play(const EmfRecord& record, std::string* fault) {
       return PlayBitmap(record, r, fault);
     case EMR_GRADIENTFILL:
       return PlayGradient(r, fault);
+    case EMR_EXTTEXTOUTW:
+    case EMR_EXTTEXTOUTA:
+    case EMR_POLYTEXTOUTW:
+    case EMR_POLYTEXTOUTA:
+    case EMR_SMALLTEXTOUT:
+      return PlayText(record, r, fault);
     default:
       break;
   }
@@ -553,6 +589,19 @@ bool DeviceContext::PlayState(const EmfRecord& record, ByteReader& r, std::strin
       figureOpen_ = false;
       return true;
     }
+    case EMR_SETTEXTALIGN:
+      if (!r.ReadU32(u)) return Fail(fault, "too short");
+      s.textAlign = u;
+      return true;
+    case EMR_SETMAPPERFLAGS:
+      if (!r.ReadU32(u)) return Fail(fault, "too short");
+      s.mapperFlags = u;
+      return true;
+    case EMR_SETTEXTJUSTIFICATION:
+      if (!r.ReadI32(a) || !r.ReadI32(b)) return Fail(fault, "too short");
+      s.breakExtra = b > 0 ? a : 0;
+      s.breakCount = b > 0 ? b : 0;
+      return true;
     default:
       // Records accepted without effect on drawing.
       return true;
@@ -604,9 +653,14 @@ bool DeviceContext::PlayObject(const EmfRecord& record, ByteReader& r, std::stri
     case EMR_SELECTPALETTE:
       return true;
     case EMR_CREATEPALETTE:
-    case EMR_EXTCREATEFONTINDIRECTW:
       if (!slot(fault)) return false;
-      obj->kind = record.type == EMR_CREATEPALETTE ? GdiObject::Kind::Palette : GdiObject::Kind::Font;
+      obj->kind = GdiObject::Kind::Palette;
+      break;
+    case EMR_EXTCREATEFONTINDIRECTW:
+      if (!ReadLogFont(record.bytes.subspan(12), &obj->font, fault)) return false;
+      if (!slot(fault)) return false;
+      obj->kind = GdiObject::Kind::Font;
+      obj->font.id = nextFontId_++;
       break;
     case EMR_CREATEPEN: {
       uint32_t style = 0, color = 0;

@@ -36,6 +36,8 @@ namespace snk::gdi {
 
 class PlayTarget;
 class SourceBitmap;
+struct TextRun;
+struct RealizedFont;
 
 // An affine transform in GDI's XFORM layout:
 // x' = x * m11 + y * m21 + dx, y' = x * m12 + y * m22 + dy.
@@ -112,11 +114,38 @@ struct BrushObject {
   std::vector<std::byte> bits;
 };
 
+// A LOGFONTW as EXTCREATEFONTINDIRECTW gives it (the larger forms carry
+// one at their start).
+struct FontObject {
+  int32_t height = 0;  // logical units; < 0: em height, > 0: cell height
+  int32_t width = 0;
+  int32_t escapement = 0;  // tenths of a degree, counterclockwise
+  int32_t orientation = 0;
+  int32_t weight = 400;
+  bool italic = false;
+  bool underline = false;
+  bool strikeOut = false;
+  uint8_t charSet = 1;  // DEFAULT_CHARSET
+  uint8_t outPrecision = 0;
+  uint8_t clipPrecision = 0;
+  uint8_t quality = 0;
+  uint8_t pitchAndFamily = 0;
+  std::u16string face;
+  // Tells realizations apart: unique per created font, fixed per stock font.
+  uint64_t id = 0;
+};
+
+// Reads the LOGFONTW at the start of an EXTCREATEFONTINDIRECTW's elw field
+// (`bytes`: the record after its handle). False with `fault` when the
+// record is too short for one.
+bool ReadLogFont(std::span<const std::byte> bytes, FontObject* font, std::string* fault);
+
 struct GdiObject {
   enum class Kind { Pen, Brush, Font, Palette };
   Kind kind = Kind::Pen;
   PenObject pen;
   BrushObject brush;
+  FontObject font;
 };
 
 // The part of the DC that SAVEDC saves.
@@ -144,6 +173,10 @@ struct DcState {
   uint32_t dcBrushColor = 0xFFFFFF;
   uint32_t dcPenColor = 0;
   uint32_t stretchMode = BLACKONWHITE;  // iMode of the stretching blits
+  uint32_t textAlign = 0;               // TA_LEFT | TA_TOP | TA_NOUPDATECP
+  int32_t breakExtra = 0;               // SETTEXTJUSTIFICATION: logical units
+  int32_t breakCount = 0;               //   spread over this many break characters
+  uint32_t mapperFlags = 0;
 };
 
 class DeviceContext {
@@ -178,6 +211,20 @@ class DeviceContext {
   // The bitmap records and EMR_GRADIENTFILL (emf_bitmaps.cpp).
   bool PlayBitmap(const EmfRecord& record, ByteReader& r, std::string* fault);
   bool PlayGradient(ByteReader& r, std::string* fault);
+  // The text records (emf_text.cpp).
+  bool PlayText(const EmfRecord& record, ByteReader& r, std::string* fault);
+  bool DrawText(const TextRun& run, std::string* fault);
+  // The font object's realization for text whose request units map to
+  // device pixels by `toDevice` (linear part only); cached per font and
+  // transform. Null with `fault` when no face can be opened.
+  RealizedFont* RealizeFont(const FontObject& font, const Matrix& toDevice, std::string* fault);
+  // Request units (x along the baseline, y down) to surface pixels for the
+  // selected font in the graphics mode of a text record.
+  Matrix TextMatrix(const FontObject& font, uint32_t graphicsMode) const;
+  // Adds glyph outlines (surface pixels) to the open path bracket.
+  void AppendToBracket(const engine::HostPath& outline);
+  // Fills a quadrilateral of surface pixels with a solid colour.
+  void FillQuad(const PointD quad[4], uint32_t color, const engine::Region& vis);
 
   // A blit placed on the device: the source rectangle (source pixels) and
   // where its top-left, top-right and bottom-left corners land (surface
@@ -242,6 +289,10 @@ class DeviceContext {
   bool pathWidened_ = false;  // the path is an outline to fill by the winding rule
   uint32_t uniq_ = 1;
   std::vector<std::string> notes_;
+  // Realized fonts of the page, and the substitute faces already warned of.
+  std::vector<std::shared_ptr<RealizedFont>> fonts_;
+  std::vector<std::string> warnedFaces_;
+  uint64_t nextFontId_ = 1000;
 };
 
 }  // namespace snk::gdi

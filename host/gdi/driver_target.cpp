@@ -109,4 +109,20 @@ BOOL DriverTarget::GradientFill(CLIPOBJ* clip, XLATEOBJ* xlate, TRIVERTEX* verti
                          ditherOrigin, mode);
 }
 
+// The engine asks once per realized font; a driver without the entry gets
+// glyph runs.
+ULONG DriverTarget::GetGlyphMode(FONTOBJ* font) {
+  auto drv = job_.Driver().Get<PFN_DrvGetGlyphMode>(INDEX_DrvGetGlyphMode);
+  SURFOBJ* so = Surface();
+  if (!drv || !so) return FO_HGLYPHS;
+  return drv(so->dhpdev, font);
+}
+
+BOOL DriverTarget::TextOut(STROBJ* text, FONTOBJ* font, CLIPOBJ* clip, RECTL* extra, RECTL* opaque,
+                           BRUSHOBJ* fore, BRUSHOBJ* opaqueBrush, POINTL* brushOrigin, MIX mix) {
+  if (auto drv = Hooked<PFN_DrvTextOut>(INDEX_DrvTextOut, HOOK_TEXTOUT))
+    return drv(Surface(), text, font, clip, extra, opaque, fore, opaqueBrush, brushOrigin, mix);
+  return EngTextOut(Surface(), text, font, clip, extra, opaque, fore, opaqueBrush, brushOrigin, mix);
+}
+
 }  // namespace snk::gdi

@@ -41,6 +41,9 @@ class SNK_HOST_API DriverTarget final : public PlayTarget {
                       ULONG transparentColor, ULONG reserved) override;
   BOOL GradientFill(CLIPOBJ* clip, XLATEOBJ* xlate, TRIVERTEX* vertices, ULONG vertexCount, PVOID mesh,
                     ULONG meshCount, RECTL* extents, POINTL* ditherOrigin, ULONG mode) override;
+  ULONG GetGlyphMode(FONTOBJ* font) override;
+  BOOL TextOut(STROBJ* text, FONTOBJ* font, CLIPOBJ* clip, RECTL* extra, RECTL* opaque, BRUSHOBJ* fore,
+               BRUSHOBJ* opaqueBrush, POINTL* brushOrigin, MIX mix) override;
 
  private:
   // The driver's function for `index` if its surface hooks `hook`.

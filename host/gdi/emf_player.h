@@ -64,6 +64,11 @@ class PlayTarget {
   virtual BOOL GradientFill(CLIPOBJ* clip, XLATEOBJ* xlate, TRIVERTEX* vertices, ULONG vertexCount,
                             PVOID mesh, ULONG meshCount, RECTL* extents, POINTL* ditherOrigin,
                             ULONG mode) = 0;
+  // How the driver wants text in `font`: FO_HGLYPHS (glyph runs through
+  // TextOut) or FO_PATHOBJ (outlines through the path calls).
+  virtual ULONG GetGlyphMode(FONTOBJ* font) = 0;
+  virtual BOOL TextOut(STROBJ* text, FONTOBJ* font, CLIPOBJ* clip, RECTL* extra, RECTL* opaque,
+                       BRUSHOBJ* fore, BRUSHOBJ* opaqueBrush, POINTL* brushOrigin, MIX mix) = 0;
 };
 
 struct PlayStats {

@@ -14,7 +14,6 @@ namespace {
 
 constexpr uint32_t kHeaderSize = 108;  // with both header extensions
 constexpr uint32_t kEofSize = 20;
-constexpr uint32_t kGmCompatible = 1;
 constexpr uint32_t kEtoNoRect = 0x0100;
 constexpr size_t kLogFontSize = 92;
 constexpr size_t kLogFontPanoseSize = 320;
@@ -283,31 +282,113 @@ void EmfWriter::AddPoly16(uint32_t type, std::span<const PointS> points) {
 void EmfWriter::Polygon16(std::span<const PointS> points) { AddPoly16(EMR_POLYGON16, points); }
 void EmfWriter::PolyBezier16(std::span<const PointS> points) { AddPoly16(EMR_POLYBEZIER16, points); }
 
-// [MS-EMF] 2.3.5.8 and 2.2.5 EmrText: the fixed part is 76 bytes; the string
-// follows, padded to 4, then the spacing array. Offsets count from the start
-// of the record.
+// [MS-EMF] 2.3.5.8 and 2.2.5 EmrText: the fixed part is 76 bytes (60
+// without the rectangle); the string follows, padded to 4, then the spacing
+// array. Offsets count from the start of the record.
 void EmfWriter::ExtTextOutW(int32_t x, int32_t y, std::u16string_view text, std::span<const int32_t> dx,
                             uint32_t options) {
-  constexpr uint32_t kFixed = 76;
-  const uint32_t stringBytes = static_cast<uint32_t>((2 * text.size() + 3) / 4 * 4);
+  EmfText fields;
+  fields.options = options & ~kEtoNoRect;
+  fields.dx.assign(dx.begin(), dx.end());
+  ExtTextOutW(x, y, text, fields);
+}
+
+void EmfWriter::ExtTextOutW(int32_t x, int32_t y, std::u16string_view text, const EmfText& fields) {
+  std::vector<std::byte> string;
+  Sink(string).Text(text);
+  TextRecord(EMR_EXTTEXTOUTW, x, y, string, static_cast<uint32_t>(text.size()), fields);
+}
+
+void EmfWriter::ExtTextOutA(int32_t x, int32_t y, std::string_view bytes, const EmfText& fields) {
+  const auto* first = reinterpret_cast<const std::byte*>(bytes.data());
+  TextRecord(EMR_EXTTEXTOUTA, x, y, {first, bytes.size()}, static_cast<uint32_t>(bytes.size()), fields);
+}
+
+namespace {
+
+uint32_t EmrTextSize(const EmfText& fields) { return (fields.options & kEtoNoRect) ? 24 : 40; }
+
+// An EmrText whose string and spacing lie at `offString` and `offDx`.
+void EmrText(Sink& sink, int32_t x, int32_t y, uint32_t count, uint32_t offString, uint32_t offDx,
+             const EmfText& fields) {
+  sink.I32(x);
+  sink.I32(y);
+  sink.U32(count);
+  sink.U32(offString);
+  sink.U32(fields.options);
+  if (!(fields.options & kEtoNoRect)) sink.Rect(fields.rect);
+  sink.U32(fields.dx.empty() ? 0 : offDx);
+}
+
+}  // namespace
+
+void EmfWriter::TextRecord(uint32_t type, int32_t x, int32_t y, std::span<const std::byte> string,
+                           uint32_t count, const EmfText& fields) {
+  const uint32_t fixed = 36 + EmrTextSize(fields);
+  const uint32_t stringBytes = static_cast<uint32_t>((string.size() + 3) / 4 * 4);
   const float scale = devicePixels_.cx > 0 ? deviceMillimeters_.cx * 100.0f / devicePixels_.cx : 0.0f;
   std::vector<std::byte> payload;
   Sink sink(payload);
   sink.Rect(kNoBounds);
-  sink.U32(kGmCompatible);
+  sink.U32(fields.graphicsMode);
   sink.F32(scale);
   sink.F32(scale);
+  EmrText(sink, x, y, count, fixed, fixed + stringBytes, fields);
+  payload.insert(payload.end(), string.begin(), string.end());
+  sink.PadTo4();
+  for (int32_t advance : fields.dx) sink.I32(advance);
+  Add(type, payload);
+}
+
+// [MS-EMF] 2.3.5.32: the EmrText objects one after another, then each
+// string and spacing array.
+void EmfWriter::PolyTextOutW(std::span<const EmfTextPiece> pieces, uint32_t graphicsMode) {
+  uint32_t at = 40;
+  for (const EmfTextPiece& piece : pieces) at += EmrTextSize(piece.fields);
+  std::vector<std::byte> payload, tail;
+  Sink sink(payload), more(tail);
+  sink.Rect(kNoBounds);
+  sink.U32(graphicsMode);
+  sink.F32(1);
+  sink.F32(1);
+  sink.U32(static_cast<uint32_t>(pieces.size()));
+  for (const EmfTextPiece& piece : pieces) {
+    const uint32_t offString = at + static_cast<uint32_t>(tail.size());
+    more.Text(piece.text);
+    more.PadTo4();
+    const uint32_t offDx = at + static_cast<uint32_t>(tail.size());
+    for (int32_t advance : piece.fields.dx) more.I32(advance);
+    EmrText(sink, piece.x, piece.y, static_cast<uint32_t>(piece.text.size()), offString, offDx, piece.fields);
+  }
+  payload.insert(payload.end(), tail.begin(), tail.end());
+  Add(EMR_POLYTEXTOUTW, payload);
+}
+
+// [MS-EMF] 2.3.5.37.
+void EmfWriter::SmallTextOut(int32_t x, int32_t y, std::u16string_view text, uint32_t options, RECTL rect,
+                             uint32_t graphicsMode) {
+  constexpr uint32_t kEtoSmallChars = 0x0200;
+  std::vector<std::byte> payload;
+  Sink sink(payload);
   sink.I32(x);
   sink.I32(y);
   sink.U32(static_cast<uint32_t>(text.size()));
-  sink.U32(kFixed);
-  sink.U32(options & ~kEtoNoRect);
-  sink.Rect(kNoBounds);
-  sink.U32(dx.empty() ? 0 : kFixed + stringBytes);
-  sink.Text(text);
-  sink.PadTo4();
-  for (int32_t advance : dx) sink.I32(advance);
-  Add(EMR_EXTTEXTOUTW, payload);
+  sink.U32(options);
+  sink.U32(graphicsMode);
+  sink.F32(1);
+  sink.F32(1);
+  if (!(options & kEtoNoRect)) sink.Rect(rect);
+  for (char16_t c : text) {
+    if (options & kEtoSmallChars)
+      sink.U8(static_cast<uint8_t>(c));
+    else
+      sink.U16(c);
+  }
+  Add(EMR_SMALLTEXTOUT, payload);
+}
+
+void EmfWriter::SetTextJustification(int32_t breakExtra, int32_t breakCount) {
+  AddU32s(EMR_SETTEXTJUSTIFICATION, {static_cast<uint32_t>(breakExtra), static_cast<uint32_t>(breakCount)});
 }
 
 // ---------------------------------------------------------------- bitmap records

@@ -85,6 +85,22 @@ struct EmfVertex {
   uint16_t red = 0, green = 0, blue = 0, alpha = 0;
 };
 
+// The fields of a text record besides its reference point and string
+// ([MS-EMF] 2.2.5 EmrText).
+struct EmfText {
+  uint32_t options = 0;       // ETO_* flags; with 0x0100 (ETO_NO_RECT) no rectangle is written
+  RECTL rect{0, 0, -1, -1};   // clipping and opaquing rectangle, logical units
+  std::vector<int32_t> dx;    // one advance per value (pairs with ETO_PDY); empty: no spacing
+  uint32_t graphicsMode = 1;  // GM_COMPATIBLE; 2 is GM_ADVANCED
+};
+
+// One string of EMR_POLYTEXTOUTW.
+struct EmfTextPiece {
+  int32_t x = 0, y = 0;
+  std::u16string text;
+  EmfText fields;
+};
+
 inline constexpr uint32_t kSrcCopy = 0x00CC0020;  // raster operations of the blit records
 inline constexpr uint32_t kPatCopy = 0x00F00021;
 inline constexpr uint32_t kSrcAnd = 0x008800C6;
@@ -157,6 +173,17 @@ class EmfWriter {
   // advance per UTF-16 unit) the spacing is given; without, offDx is 0.
   void ExtTextOutW(int32_t x, int32_t y, std::u16string_view text, std::span<const int32_t> dx = {},
                    uint32_t options = 0);
+  // EMR_EXTTEXTOUTW and EMR_EXTTEXTOUTA (bytes in the font's code page)
+  // with every field given.
+  void ExtTextOutW(int32_t x, int32_t y, std::u16string_view text, const EmfText& fields);
+  void ExtTextOutA(int32_t x, int32_t y, std::string_view bytes, const EmfText& fields);
+  void PolyTextOutW(std::span<const EmfTextPiece> pieces, uint32_t graphicsMode = 1);
+  // EMR_SMALLTEXTOUT: with ETO_SMALL_CHARS (0x0200) in `options` the values
+  // are written as bytes (their low eight bits); the rectangle is written
+  // unless ETO_NO_RECT (0x0100) is set.
+  void SmallTextOut(int32_t x, int32_t y, std::u16string_view text, uint32_t options,
+                    RECTL rect = {0, 0, -1, -1}, uint32_t graphicsMode = 1);
+  void SetTextJustification(int32_t breakExtra, int32_t breakCount);
 
   // A BITMAPINFOHEADER of `headerSize` bytes (40, or 108/124 for V4/V5)
   // followed by the three `masks` (BI_BITFIELDS with a 40-byte header)
@@ -199,6 +226,8 @@ class EmfWriter {
  private:
   void AddU32s(uint32_t type, std::initializer_list<uint32_t> fields);
   void AddPoly16(uint32_t type, std::span<const PointS> points);
+  void TextRecord(uint32_t type, int32_t x, int32_t y, std::span<const std::byte> string, uint32_t count,
+                  const EmfText& fields);
   void StretchLike(uint32_t type, EmfBox dest, uint32_t op, EmfBox src, const EmfBitmap& source,
                    const float* xformSrc);
   void UseHandle(uint32_t handle);

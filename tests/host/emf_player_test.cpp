@@ -31,8 +31,8 @@ TEST(EmfPlayer, CountsNotPlayedRecordsByType) {
   writer.Rectangle({0, 0, 10, 10});
   writer.SelectObject(kStockObject | 7);
   writer.DeleteObject(1);
-  writer.ExtTextOutW(10, 10, u"hi");
-  writer.Add(EMR_SMALLTEXTOUT, {});
+  writer.Add(EMR_SETPALETTEENTRIES, {});
+  writer.Add(EMR_EXTFLOODFILL, {});
   writer.Add(300, {});  // unknown type
   const auto file = EmfFile::Parse("p.emf", writer.Finish(), nullptr);
   ASSERT_TRUE(file);
@@ -40,12 +40,12 @@ TEST(EmfPlayer, CountsNotPlayedRecordsByType) {
   const PlayStats stats = EmfPlayer().PlayPage(*file, target);
   EXPECT_EQ(stats.played, 5u);
   EXPECT_TRUE(stats.errors.empty());
-  const std::map<uint32_t, uint64_t> expected = {{EMR_EXTTEXTOUTW, 1}, {EMR_SMALLTEXTOUT, 1}, {300, 1}};
+  const std::map<uint32_t, uint64_t> expected = {{EMR_EXTFLOODFILL, 1}, {EMR_SETPALETTEENTRIES, 1}, {300, 1}};
   EXPECT_EQ(stats.notPlayed, expected);
   EXPECT_EQ(stats.NotPlayedTotal(), 3u);
   EXPECT_EQ(Printed(stats),
-            "  EMR_EXTTEXTOUTW: 1\n"
-            "  EMR_SMALLTEXTOUT: 1\n"
+            "  EMR_EXTFLOODFILL: 1\n"
+            "  EMR_SETPALETTEENTRIES: 1\n"
             "  EMR_UNKNOWN_300: 1\n");
 }
 

@@ -51,7 +51,29 @@ class NullTarget : public gdi::PlayTarget {
     return Read(nullptr, co);
   }
 
-  // Points enumerated so far.
+  // Answers glyph runs and outlines in turn, so that both ways of drawing
+  // text are reached.
+  ULONG GetGlyphMode(FONTOBJ*) override { return (++fonts_ & 1) ? FO_HGLYPHS : FO_PATHOBJ; }
+  BOOL TextOut(STROBJ* so, FONTOBJ* fo, CLIPOBJ* co, RECTL* extra, RECTL*, BRUSHOBJ*, BRUSHOBJ*, POINTL*,
+               MIX) override {
+    // Read the run as a driver does: positions, text and font metrics.
+    STROBJ_vEnumStart(so);
+    ULONG count = 0;
+    GLYPHPOS* glyphs = nullptr;
+    BOOL more = TRUE;
+    while (more) {
+      more = STROBJ_bEnumPositionsOnly(so, &count, &glyphs);
+      for (ULONG i = 0; i < count; ++i) sum_ += long(glyphs[i].hg) ^ glyphs[i].ptl.x ^ glyphs[i].ptl.y;
+      points_ += count;
+      if (count == 0) break;
+    }
+    for (ULONG i = 0; so->pwszOrg && i < so->cGlyphs; ++i) sum_ += so->pwszOrg[i];
+    if (const IFIMETRICS* ifi = FONTOBJ_pifi(fo)) sum_ += ifi->fwdUnitsPerEm;
+    for (; extra && (extra->right != 0 || extra->bottom != 0); ++extra) sum_ += extra->left;
+    return Read(nullptr, co);
+  }
+
+  // Points and glyphs enumerated so far.
   size_t points() const { return points_; }
 
  private:
@@ -78,6 +100,7 @@ class NullTarget : public gdi::PlayTarget {
 
   SURFOBJ surface_{};
   size_t points_ = 0;
+  size_t fonts_ = 0;
   long sum_ = 0;
 };
 

@@ -22,7 +22,7 @@ namespace snk::test {
 struct RecordedCall {
   // "stroke", "fill", "strokefill", "lineto", "bitblt", "copybits",
   // "stretchblt", "stretchbltrop", "plgblt", "alphablend",
-  // "transparentblt", "gradientfill"
+  // "transparentblt", "gradientfill", "textout"
   std::string kind;
   // Enumerated path records: flags and points in pixels (28.4 / 16).
   struct Run {
@@ -61,6 +61,21 @@ struct RecordedCall {
   ULONG transparentColor = 0;
   std::vector<TRIVERTEX> vertices;  // GradientFill
   std::vector<ULONG> mesh;
+  // TextOut: the glyphs as enumerated, the run's text (pwszOrg, empty when
+  // null), flAccel, the foreground colour (fillColor), the opaque rectangle
+  // and its colour, the extra rectangles, the font's face name and its
+  // notional-to-device transform.
+  std::vector<GLYPHPOS> glyphs;
+  bool hasText = false;
+  std::u16string text;
+  FLONG accel = 0;
+  bool hasOpaque = false;
+  RECTL opaque{};
+  ULONG opaqueColor = 0xFFFFFFFF;
+  std::vector<RECTL> extra;
+  std::u16string face;
+  FLONG fontType = 0;
+  XFORML fontXform{};
 
   // All points of all runs.
   std::vector<std::pair<double, double>> Points() const {
@@ -182,7 +197,42 @@ class RecordingTarget : public gdi::PlayTarget {
     return TRUE;
   }
 
+  ULONG GetGlyphMode(FONTOBJ*) override {
+    ++glyphModeCalls;
+    return glyphMode;
+  }
+  BOOL TextOut(STROBJ* so, FONTOBJ* fo, CLIPOBJ* co, RECTL* extra, RECTL* opaque, BRUSHOBJ* fore,
+               BRUSHOBJ* opaqueBrush, POINTL*, MIX mix) override {
+    RecordedCall& c = Start("textout", nullptr, co);
+    STROBJ_vEnumStart(so);
+    ULONG count = 0;
+    GLYPHPOS* gp = nullptr;
+    BOOL more = TRUE;
+    while (more) {
+      more = STROBJ_bEnumPositionsOnly(so, &count, &gp);
+      c.glyphs.insert(c.glyphs.end(), gp, gp + count);
+      if (count == 0) break;
+    }
+    c.hasText = so->pwszOrg != nullptr;
+    if (so->pwszOrg) c.text.assign(reinterpret_cast<const char16_t*>(so->pwszOrg), so->cGlyphs);
+    c.accel = so->flAccel;
+    c.fillColor = fore->iSolidColor;
+    c.hasOpaque = opaque != nullptr;
+    if (opaque) c.opaque = *opaque;
+    if (opaqueBrush) c.opaqueColor = opaqueBrush->iSolidColor;
+    for (; extra && (extra->right != 0 || extra->bottom != 0); ++extra) c.extra.push_back(*extra);
+    c.mix = mix;
+    if (const IFIMETRICS* ifi = FONTOBJ_pifi(fo))
+      c.face = reinterpret_cast<const char16_t*>(reinterpret_cast<const BYTE*>(ifi) + ifi->dpwszFaceName);
+    c.fontType = fo->flFontType;
+    if (XFORMOBJ* xo = FONTOBJ_pxoGetXform(fo)) XFORMOBJ_iGetXform(xo, &c.fontXform);
+    return TRUE;
+  }
+
   std::vector<RecordedCall> calls;
+  // What GetGlyphMode answers, and how often it was asked.
+  ULONG glyphMode = FO_HGLYPHS;
+  int glyphModeCalls = 0;
 
  private:
   RecordedCall& Start(const char* kind, PATHOBJ* po, CLIPOBJ* co) {
@@ -252,11 +302,13 @@ struct Played {
   }
 };
 
-// Plays `writer`'s page onto a recording target of surface x surface pixels.
-inline Played Play(const gdi::EmfWriter& writer, LONG surface = 1000) {
+// Plays `writer`'s page onto a recording target of surface x surface pixels
+// whose GetGlyphMode answers `glyphMode`.
+inline Played Play(const gdi::EmfWriter& writer, LONG surface = 1000, ULONG glyphMode = FO_HGLYPHS) {
   const auto file = gdi::EmfFile::Parse("t.emf", writer.Finish(), nullptr);
   EXPECT_TRUE(file);
   RecordingTarget target(surface, surface);
+  target.glyphMode = glyphMode;
   Played out;
   if (file) out.stats = gdi::EmfPlayer().PlayPage(*file, target);
   out.calls = std::move(target.calls);
