@@ -29,6 +29,25 @@ constexpr uint32_t kOpaque = 2;
 constexpr uint32_t kTransparent = 1;
 constexpr uint32_t kWinding = 2;
 
+// The part of the reference device that the page shows, from the frame in
+// reference pixels: the frame itself, unless the recorded bounds (inclusive)
+// lie mostly outside it. Then the bounds' corner starts the page, and a
+// drawing larger than the frame is shrunk to fit, keeping its proportions.
+// Bounds that are empty or far larger than the frame are not trusted.
+struct PageArea {
+  double left, top, width, height;
+};
+PageArea ShownArea(const RECTL& bounds, const PageArea& frame) {
+  const double bw = double(bounds.right) - bounds.left + 1, bh = double(bounds.bottom) - bounds.top + 1;
+  if (bw <= 0 || bh <= 0 || bw > 2 * frame.width || bh > 2 * frame.height) return frame;
+  const double ow = std::min(frame.left + frame.width, bounds.right + 1.0) - std::max<double>(frame.left, bounds.left);
+  const double oh = std::min(frame.top + frame.height, bounds.bottom + 1.0) - std::max<double>(frame.top, bounds.top);
+  const double inside = ow > 0 && oh > 0 ? ow * oh : 0;
+  if (inside >= 0.25 * bw * bh) return frame;
+  const double grow = std::max({1.0, bw / frame.width, bh / frame.height});
+  return {double(bounds.left), double(bounds.top), frame.width * grow, frame.height * grow};
+}
+
 // ROP2 (1..16) to the ternary op that does the same with the pattern.
 constexpr uint8_t kRop3OfRop2[16] = {0x00, 0x05, 0x0A, 0x0F, 0x50, 0x55, 0x5A, 0x5F,
                                      0xA0, 0xA5, 0xAA, 0xAF, 0xF0, 0xF5, 0xFA, 0xFF};
@@ -171,14 +190,17 @@ DeviceContext::DeviceContext(const EmfHeader& header, PlayTarget& target)
       header.millimeters.cx > 0 ? double(header.device.cx) / (header.millimeters.cx * 100.0) : 0;
   const double pxPerHmmY =
       header.millimeters.cy > 0 ? double(header.device.cy) / (header.millimeters.cy * 100.0) : 0;
-  const double fl = header.frame.left * pxPerHmmX, ft = header.frame.top * pxPerHmmY;
-  const double fw = (double(header.frame.right) - header.frame.left) * pxPerHmmX;
-  const double fh = (double(header.frame.bottom) - header.frame.top) * pxPerHmmY;
-  if (fw > 0 && fh > 0 && surface_.right > 0 && surface_.bottom > 0) {
-    page_.m11 = surface_.right / fw;
-    page_.m22 = surface_.bottom / fh;
-    page_.dx = -fl * page_.m11;
-    page_.dy = -ft * page_.m22;
+  const PageArea frame{header.frame.left * pxPerHmmX, header.frame.top * pxPerHmmY,
+                       (double(header.frame.right) - header.frame.left) * pxPerHmmX,
+                       (double(header.frame.bottom) - header.frame.top) * pxPerHmmY};
+  if (frame.width > 0 && frame.height > 0 && surface_.right > 0 && surface_.bottom > 0) {
+    // Some programs record a frame that misses their drawing; the header's
+    // bounds then say where it is.
+    const PageArea shown = ShownArea(header.bounds, frame);
+    page_.m11 = surface_.right / shown.width;
+    page_.m22 = surface_.bottom / shown.height;
+    page_.dx = -shown.left * page_.m11;
+    page_.dy = -shown.top * page_.m22;
   }
   state_.pen = Stock(BLACK_PEN);
   state_.brush = Stock(WHITE_BRUSH);

@@ -654,6 +654,7 @@ std::vector<std::byte> EmfWriter::Header(uint32_t totalBytes, uint32_t totalReco
     bounds.right = MmToPixels(frame_.right, devicePixels_.cx, deviceMillimeters_.cx) - 1;
     bounds.bottom = MmToPixels(frame_.bottom, devicePixels_.cy, deviceMillimeters_.cy) - 1;
   }
+  if (bounds_) bounds = *bounds_;
   std::vector<std::byte> out;
   Sink sink(out);
   sink.U32(EMR_HEADER);

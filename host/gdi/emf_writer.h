@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -113,6 +114,8 @@ class EmfWriter {
 
   // Replaces the header's description ("snk sample" by default).
   void SetDescription(std::u16string description) { description_ = std::move(description); }
+  // Replaces the header's bounds (by default the frame's, in device pixels).
+  void SetBounds(const RECTL& bounds) { bounds_ = bounds; }
 
   // Appends a record of `type` whose fields are `payload` (without type and
   // size), zero-padded to a multiple of 4.
@@ -237,6 +240,7 @@ class EmfWriter {
   SIZEL devicePixels_;
   SIZEL deviceMillimeters_;
   std::u16string description_ = u"snk sample";
+  std::optional<RECTL> bounds_;
   std::vector<std::byte> records_;
   uint32_t recordCount_ = 0;
   uint32_t maxHandle_ = 0;

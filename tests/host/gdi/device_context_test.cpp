@@ -88,6 +88,18 @@ TEST(DeviceContext, MappingModesAndWorldTransformsPlacePoints) {
        },
        1000,
        {{30, 34}, {110, 34}, {30, 94}}},
+      // Recorded bounds that lie mostly outside the frame start the page.
+      {"bounds above the frame", [](EmfWriter& w) { w.SetBounds({-600, -500, -201, -101}); }, 1000,
+       {{610, 510}, {650, 510}, {610, 540}}},
+      {"bounds larger than the frame shrink the drawing",
+       [](EmfWriter& w) { w.SetBounds({-1500, -1500, 499, 499}); }, 1000,
+       {{755, 755}, {775, 755}, {755, 770}}},
+      {"bounds mostly inside leave the frame",
+       [](EmfWriter& w) { w.SetBounds({-100, -100, 899, 899}); }, 1000,
+       {{10, 10}, {50, 10}, {10, 40}}},
+      {"bounds far larger than the frame are not trusted",
+       [](EmfWriter& w) { w.SetBounds({-90000, -90000, -80000, -80000}); }, 1000,
+       {{10, 10}, {50, 10}, {10, 40}}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
