@@ -5,9 +5,9 @@
 // Sizes. The request's height gives the em in request units (negative: the
 // em itself; positive: the cell, usWinAscent + usWinDescent); its width, if
 // any, stretches the face so that the average character is that wide. The
-// request's matrix takes request units to device pixels. Glyphs are hinted
-// at the whole number of pixels per em nearest the device size, as GDI
-// does, and advances are those hinted advances in whole pixels.
+// request's matrix takes request units to device pixels. Advances are
+// those of the glyphs hinted at the whole number of pixels per em nearest
+// the device size, in whole pixels, as GDI places glyphs.
 #include "host/fonts/host_font.h"
 
 #include <ft2build.h>
@@ -37,6 +37,7 @@ struct FontobjBlock {
 
 constexpr double kDefaultEm = 12;       // a request of height 0
 constexpr double kItalicShear = 0.342;  // simulated italic, as the driver's PDF text slants
+constexpr double kBoldStroke = 0.02;     // simulated bold: the PDF text's stroke, in ems
 constexpr int kMaxHintedPpem = 2048;    // larger sizes are drawn scaled from this one
 constexpr size_t kMaxCachedBitmaps = 4096;
 constexpr size_t kCandidates = 8;
@@ -74,10 +75,9 @@ struct HostFont::Impl {
   // Device pixels per request unit along the baseline and the ascender.
   double baseScale = 0, upScale = 0;
   double sy = 0;  // request units per font unit, vertically
-  // Hinted outlines (26.6 pixels at the hinted size, y up) to device pixels
-  // (y up), unless the hinted size is the device size.
+  // Whether the hinted size is the device size (upright text of a size
+  // that can be hinted): then hinted advances are device advances.
   bool hintedIsDevice = true;
-  FT_Matrix render{0x10000, 0, 0, 0x10000};
   std::mutex mutex;
   std::unordered_map<HGLYPH, double> advances;  // device pixels
   std::unordered_map<HGLYPH, GlyphBits> bitmaps;
@@ -163,17 +163,6 @@ void HostFont::Impl::SetHintedSize() {
   // not mirrored and not too large to hint.
   hintedIsDevice = n12 == 0 && n21 == 0 && n11 > 0 && n22 > 0 && ppemX < kMaxHintedPpem + 0.5 &&
                    ppemY < kMaxHintedPpem + 0.5;
-  if (hintedIsDevice) return;
-  // Pixels per font unit of the hinted outline, then from those pixels to
-  // the device: F (font units to device, y up) times the inverse scale.
-  const double kx = face->size->metrics.x_scale / 65536.0 / 64.0;
-  const double ky = face->size->metrics.y_scale / 65536.0 / 64.0;
-  if (kx <= 0 || ky <= 0) return;
-  auto fixed = [](double v) { return FT_Fixed(std::clamp(v, -32767.0, 32767.0) * 65536.0); };
-  render.xx = fixed(n11 / kx);
-  render.xy = fixed(-n21 / ky);
-  render.yx = fixed(-n12 / kx);
-  render.yy = fixed(n22 / ky);
 }
 
 double HostFont::Impl::AdvancePixels(HGLYPH glyph) {
@@ -421,20 +410,24 @@ const HostFont::GlyphBits& HostFont::Bits(HGLYPH glyph) const {
   if (impl.bitmaps.size() >= kMaxCachedBitmaps) impl.bitmaps.clear();
   GlyphBits& bits = impl.bitmaps[glyph];
   FT_Face face = impl.face;
+  // Drawn from the unhinted outline at the exact transform, with the slant
+  // and stroke of the simulations that PDF text gets, so that the surface
+  // shows the glyphs as a viewer draws the page's text, and images cut from
+  // it line up with the text beside them.
   if (glyph >= FT_ULong(face->num_glyphs) ||
-      FT_Load_Glyph(face, glyph, FT_LOAD_TARGET_MONO | FT_LOAD_NO_BITMAP) != 0 ||
+      FT_Load_Glyph(face, glyph, FT_LOAD_NO_SCALE | FT_LOAD_NO_HINTING | FT_LOAD_NO_BITMAP) != 0 ||
       face->glyph->format != FT_GLYPH_FORMAT_OUTLINE)
     return bits;
   FT_Outline& outline = face->glyph->outline;
-  if (impl.simBold) {
-    FT_Outline_EmboldenXY(&outline, 64, 0);
-    FT_Outline_Translate(&outline, 32, 0);
-  }
+  if (impl.simBold) FT_Outline_Embolden(&outline, FT_Pos(face->units_per_EM * kBoldStroke));
   if (impl.simItalic) {
     FT_Matrix shear{0x10000, FT_Fixed(kItalicShear * 65536), 0, 0x10000};
     FT_Outline_Transform(&outline, &shear);
   }
-  if (!impl.hintedIsDevice) FT_Outline_Transform(&outline, &impl.render);
+  // Font units (y up) to 26.6 device pixels (y up, as FreeType draws).
+  auto fixed = [](double v) { return FT_Fixed(std::clamp(v * 64 * 65536, -2e9, 2e9)); };
+  FT_Matrix toDevice{fixed(impl.n11), fixed(-impl.n21), fixed(-impl.n12), fixed(impl.n22)};
+  FT_Outline_Transform(&outline, &toDevice);
   FT_BBox box;
   FT_Outline_Get_CBox(&outline, &box);
   // Glyphs beyond any page are not drawn (and not allocated).
