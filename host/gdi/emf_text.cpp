@@ -10,7 +10,9 @@
 // transform (the world transform may rotate, shear or mirror text); in the
 // compatible mode only the scale of the mapping, so that text is never
 // mirrored and a y-up mapping mode keeps it upright. The font's escapement
-// turns the baseline counterclockwise as the page shows it.
+// turns the baseline counterclockwise as the page shows it, except in the
+// compatible mode under a y-up mapping, where the turn follows the logical
+// axes and shows clockwise.
 //
 // Positions. The record's spacing array (logical units along the baseline,
 // with ETO_PDY a vertical offset too) places the glyphs; without one each
@@ -492,10 +494,10 @@ Matrix DeviceContext::TextMatrix(const FontObject& font, uint32_t graphicsMode) 
     }
   }
   Matrix f;
+  const double up = (state_.viewportExt.y / state_.windowExt.y) * page_.m22 < 0 ? -1 : 1;
   if (graphicsMode == kGmAdvanced) {
     // The font's "up" is the mapping's: a y-up mapping mode keeps text
     // upright, while the world transform applies fully.
-    const double up = (state_.viewportExt.y / state_.windowExt.y) * page_.m22 < 0 ? -1 : 1;
     Matrix l;
     l.m11 = c;
     l.m12 = -up * s;
@@ -503,6 +505,10 @@ Matrix DeviceContext::TextMatrix(const FontObject& font, uint32_t graphicsMode) 
     l.m22 = up * c;
     f = l.Then(m);
   } else {
+    // The escapement is measured in logical space as if its y axis pointed
+    // down: under a y-up mapping the baseline turns clockwise on the page
+    // (2700 reads bottom to top), while the glyphs stay upright.
+    s *= up;
     const double sx = std::hypot(m.m11, m.m12), sy = std::hypot(m.m21, m.m22);
     f.m11 = sx * c;
     f.m12 = -sx * s;

@@ -349,6 +349,34 @@ TEST(EmfText, YUpMappingKeepsTextUpright) {
   }
 }
 
+// In the compatible mode the escapement is taken in logical space with y
+// down, so under a y-up mapping 2700 runs the baseline up the page (the
+// usual vertical axis title); the glyphs are still not mirrored.
+TEST(EmfText, YUpMappingTurnsCompatibleEscapementClockwise) {
+  EmfWriter w = Page();
+  EmfFont font;
+  font.height = -40;
+  font.escapement = 2700;
+  font.face = u"Arial";
+  w.ExtCreateFontIndirectW(2, font);
+  w.SelectObject(2);
+  w.SetMapMode(kMmAnisotropic);
+  w.SetWindowExtEx(1000, 1000);
+  w.SetViewportExtEx(1000, -1000);
+  w.SetViewportOrgEx(0, 1000);
+  w.SetTextAlign(kTaBaseline);
+  const int32_t dx[] = {30, 40};
+  w.ExtTextOutW(100, 200, u"AB", dx);
+  const auto t = Calls(Play(w), "textout");
+  ASSERT_EQ(t.size(), 1u);
+  EXPECT_EQ(Origins(t[0]), (Origin{{100, 800}, {100, 770}}));
+  const XFORML& x = t[0].fontXform;
+  EXPECT_NEAR(x.eM11, 0, 1e-6);
+  EXPECT_NEAR(x.eM22, 0, 1e-6);
+  EXPECT_LT(x.eM12, 0);
+  EXPECT_GT(x.eM21, 0);
+}
+
 TEST(EmfText, WorldTransformTurnsTextOnlyInTheAdvancedMode) {
   for (uint32_t mode : {1u, 2u}) {
     SCOPED_TRACE(mode);
