@@ -18,6 +18,9 @@ With --set text the file is printed without embedded fonts (FontEmbed=0),
 and three more columns follow: the share of the EMF's characters that
 pdftotext finds in the PDF (textmatch.py), the number of text objects
 ("BT") in the page contents and the number of text records of the EMF.
+--no-pixels leaves the surface and the rendering out: the line is then
+
+  file  qpdf  text  objects  runs
 
 With --modes the file is printed twice more: with the default settings
 (JPEG for true-colour images), where the PDF must pass qpdf and every image
@@ -26,15 +29,16 @@ engine does not draw), where the PDF must pass qpdf and hold images when
 the first print had images and the EMF draws source bitmaps (other than
 PNG, which the driver drops). The two columns say "ok" or what failed.
 
-  surface_agreement.py [--set vector|pictures|text] [--modes] [--renderer poppler|cairo]
+  surface_agreement.py [--set vector|pictures|text] [--modes] [--no-pixels] [--renderer poppler|cairo]
                        [--dpi N] [--jobs N] [--check] [--known FILE] [--work DIR] [FILE.emf...]
 
 --check exits 1 when a file fails qpdf or has agree < 0.99 or ink_t1 < 0.97,
 or fails one of the --modes checks; with --set text also when the text
-share is below 0.98 or there are more text objects than text records. --known names a file of "name<TAB>reason"
-lines: pages whose PDF differs from the surface by the product's design (see
-the reasons there). They are still printed, checked with qpdf and measured,
-but their pixel figures do not fail --check.
+share is below 0.98 or there are more text objects than text records.
+--known names a file of "name<TAB>reason" lines: pages whose PDF differs
+from the surface by the product's design (see the reasons there). They are
+still printed, checked with qpdf and measured, but their pixel and text
+figures do not fail --check.
 """
 import argparse
 import concurrent.futures
@@ -178,17 +182,27 @@ def check_mode(path, base, dpi, name, settings, want_images):
     return 'ok'
 
 
-def measure(path, dpi, work, modes, text=False):
+def text_figures(path, pdf):
+    share = re.search(r'text ([\d.]+)', run([sys.executable, TEXTMATCH, path, pdf]).stdout)
+    return {'text': float(share.group(1)) if share else 0.0, 'objects': text_objects(pdf),
+            'runs': text_record_count(path)}
+
+
+def measure(path, dpi, work, modes, text=False, pixels=True):
     name = os.path.basename(path)
     base = os.path.join(work, os.path.splitext(name)[0])
     os.makedirs(base, exist_ok=True)
     pdf = os.path.join(base, 'out.pdf')
     surface = os.path.join(base, 'surface')
     settings = ['--set', 'ImageCompress=0'] + (['--set', 'FontEmbed=0'] if text else [])
-    printed = print_pdf(path, pdf, dpi, *settings, '--dump-surface', surface)
+    if pixels:
+        settings += ['--dump-surface', surface]
+    printed = print_pdf(path, pdf, dpi, *settings)
     if printed.returncode != 0 or not os.path.exists(pdf):
         return {'file': name, 'error': (printed.stderr or printed.stdout).strip()}
     qpdf = run(['qpdf', '--check', pdf])
+    if not pixels:
+        return {'file': name, 'qpdf': 'ok' if qpdf.returncode == 0 else 'FAIL', **text_figures(path, pdf)}
     if RENDERER == 'cairo':
         run(['pdftocairo', '-r', str(dpi), '-antialias', 'none', '-png', pdf, os.path.join(base, 'render')])
     else:
@@ -206,10 +220,7 @@ def measure(path, dpi, work, modes, text=False):
     result = {'file': name, 'pages': len(surfaces), 'images': images,
               'qpdf': 'ok' if qpdf.returncode == 0 else 'FAIL', **worst}
     if text:
-        share = re.search(r'text ([\d.]+)', run([sys.executable, TEXTMATCH, path, pdf]).stdout)
-        result['text'] = float(share.group(1)) if share else 0.0
-        result['objects'] = text_objects(pdf)
-        result['runs'] = text_record_count(path)
+        result.update(text_figures(path, pdf))
     if modes:
         result['default'] = check_mode(path, base, dpi, 'default', [], False)
         want = images > 0 and has_source_bitmaps(path)
@@ -221,6 +232,7 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument('--set', dest='which', choices=('vector', 'pictures', 'text'), default='vector')
     parser.add_argument('--modes', action='store_true')
+    parser.add_argument('--no-pixels', action='store_true')
     parser.add_argument('--renderer', choices=('poppler', 'cairo'), default='poppler')
     parser.add_argument('--dpi', type=int, default=300)
     parser.add_argument('--jobs', type=int, default=os.cpu_count() or 1)
@@ -245,11 +257,17 @@ def main():
     work = args.work or tempfile.mkdtemp(prefix='snk-agreement-')
     failed = []
     with concurrent.futures.ThreadPoolExecutor(args.jobs) as pool:
-        for result in pool.map(lambda p: measure(p, args.dpi, work, args.modes, args.which == 'text'),
-                                files):
+        for result in pool.map(lambda p: measure(p, args.dpi, work, args.modes, args.which == 'text',
+                                                          not args.no_pixels), files):
             if 'error' in result:
                 print(f"{result['file']}\tERROR\t{result['error']}")
                 failed.append(result['file'])
+                continue
+            if 'agree' not in result:
+                print('{file}\t{qpdf}\t{text:.4f}\t{objects}\t{runs}'.format(**result))
+                if (result['qpdf'] != 'ok' or result['text'] < TEXT_MIN or result['objects'] > result['runs']) \
+                        and result['file'] not in known:
+                    failed.append(result['file'])
                 continue
             line = '{file}\t{pages}\t{agree:.4f}\t{agree_ink:.4f}\t{ink_t1:.4f}\t{images}\t{qpdf}'.format(**result)
             if 'text' in result:
