@@ -36,6 +36,17 @@ FaceNames ReadFaceNames(FT_Face face);
 // A face with a (3,0) symbol character map and no Unicode one.
 bool IsSymbolFace(FT_Face face);
 
+// A face that stands in for the Symbol face without a symbol character map
+// (URW's Standard Symbols PS has only a Unicode one): its glyph names cover
+// the Adobe Symbol encoding. Text written for Symbol reaches its glyphs by
+// the encoding's names.
+bool IsSymbolStandIn(FT_Face face);
+
+// The glyphs of the Adobe Symbol encoding's codes in a face, by the glyph
+// names the encoding gives them; 0 for a code the encoding leaves empty or
+// a name the face lacks.
+std::vector<FT_UInt> SymbolEncodingGlyphs(FT_Face face);
+
 // The Windows charsets the face covers, in the order of the code-page bits
 // (at most 15).
 std::vector<uint8_t> CoveredCharsets(FT_Face face, bool symbol);
@@ -70,5 +81,9 @@ Block BuildIfiBlock(const IFIMETRICS& metrics, const FaceNames& names, const std
 // BMP, its phg arrays inside the block. A symbol face's codes F000-F0FF
 // are offered at 0000-00FF too.
 Block BuildGlyphSet(FT_Face face, bool symbol);
+
+// The FD_GLYPHSET of a symbol stand-in: the glyphs of `byCode` (indexed by
+// code 00-FF, 0 for none) at F000 + code and mirrored at the code itself.
+Block BuildGlyphSet(const std::vector<FT_UInt>& byCode);
 
 }  // namespace snk::fonts::detail

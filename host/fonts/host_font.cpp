@@ -68,6 +68,9 @@ struct HostFont::Impl {
   std::shared_ptr<const std::vector<uint8_t>> file;
   InstalledFace installed;
   bool substitute = false, symbol = false, vertical = false, simBold = false, simItalic = false;
+  // A stand-in for Symbol without a symbol map: its glyphs of the Symbol
+  // encoding's codes 00-FF, found by name (0 for none).
+  std::vector<FT_UInt> symbolByName;
   detail::Block ifi, glyphSet;
   std::unique_ptr<engine::HostXform> xform;
   // Notional (font units, y down) to device pixels.
@@ -236,7 +239,19 @@ void HostFont::Fill(const FontRequest& request, const std::string& path, int32_t
   FT_Face face = impl.face;
   impl.vertical = !request.faceName.empty() && request.faceName[0] == u'@';
   impl.symbol = detail::IsSymbolFace(face);
-  if (FT_Select_Charmap(face, impl.symbol ? FT_ENCODING_MS_SYMBOL : FT_ENCODING_UNICODE) != 0 &&
+  // Text for Symbol (asked for by name or by SYMBOL_CHARSET) is written in
+  // the codes of its symbol map. A face without one that stands in for
+  // Symbol is offered as a symbol face, its glyphs found by the encoding's
+  // glyph names.
+  std::u16string asked = request.faceName;
+  if (!asked.empty() && asked[0] == u'@') asked.erase(0, 1);
+  if (!impl.symbol && (request.charset == 2 || detail::SameFamily(asked, u"Symbol")) &&
+      detail::IsSymbolStandIn(face)) {
+    impl.symbol = true;
+    impl.symbolByName = detail::SymbolEncodingGlyphs(face);
+  }
+  const bool symbolMap = impl.symbol && impl.symbolByName.empty();
+  if (FT_Select_Charmap(face, symbolMap ? FT_ENCODING_MS_SYMBOL : FT_ENCODING_UNICODE) != 0 &&
       face->num_charmaps > 0)
     FT_Set_Charmap(face, face->charmaps[0]);
   detail::FaceNames names = detail::ReadFaceNames(face);
@@ -252,9 +267,10 @@ void HostFont::Fill(const FontRequest& request, const std::string& path, int32_t
     names.unique.insert(0, u"@");
   }
   impl.ifi = detail::BuildIfiBlock(metrics, names, covered);
-  impl.glyphSet = detail::BuildGlyphSet(face, impl.symbol);
-  // BuildGlyphSet walks the selected map; leave the Unicode one selected.
-  FT_Select_Charmap(face, impl.symbol ? FT_ENCODING_MS_SYMBOL : FT_ENCODING_UNICODE);
+  impl.glyphSet = symbolMap || !impl.symbol ? detail::BuildGlyphSet(face, impl.symbol)
+                                            : detail::BuildGlyphSet(impl.symbolByName);
+  // BuildGlyphSet walks the selected map; leave the face's own one selected.
+  FT_Select_Charmap(face, symbolMap ? FT_ENCODING_MS_SYMBOL : FT_ENCODING_UNICODE);
   const int32_t weight = request.weight ? request.weight : 400;
   impl.simBold = weight >= 600 && !detail::FaceIsBold(face);
   impl.simItalic = request.italic && !detail::FaceIsItalic(face);
@@ -294,6 +310,11 @@ XFORMOBJ* HostFont::Xform() { return &impl_->xform->xo; }
 HGLYPH HostFont::GlyphOf(char16_t value) const {
   std::lock_guard lock(impl_->mutex);
   FT_Face face = impl_->face;
+  if (!impl_->symbolByName.empty()) {
+    // A stand-in answers to the symbol codes only, as a symbol map does.
+    if (value >= 0xF000 && value <= 0xF0FF) value -= 0xF000;
+    return value < impl_->symbolByName.size() ? impl_->symbolByName[value] : 0;
+  }
   if (impl_->symbol && value < 0x100) {
     if (FT_UInt glyph = FT_Get_Char_Index(face, 0xF000 + value)) return glyph;
   }

@@ -87,12 +87,17 @@ class SNK_HOST_API HostFont {
   // glyphs in it).
   const InstalledFace& Face() const;
   bool IsSubstitute() const;
-  bool IsSymbol() const;    // a face with only a symbol character map
+  // A face with only a symbol character map, or one standing in for Symbol
+  // (its glyph names cover the Symbol encoding) where Symbol or
+  // SYMBOL_CHARSET was asked for.
+  bool IsSymbol() const;
   bool IsVertical() const;  // the request's name began with "@"
 
   // Glyph of a UTF-16 value by the face's character map (for symbol faces
   // values below 0x100 are looked up at 0xF000 + value; for other faces
-  // F020-F0FF, if not mapped, at value - 0xF000); 0 if none.
+  // F020-F0FF, if not mapped, at value - 0xF000); 0 if none. A stand-in
+  // for Symbol answers to 0020-00FF and F020-F0FF only, with the glyphs
+  // the Symbol encoding names for the low byte.
   HGLYPH GlyphOf(char16_t value) const;
   // Advance of a glyph along the baseline in request units, as GDI places
   // glyphs: the hinted advance at the device size, in whole pixels (one

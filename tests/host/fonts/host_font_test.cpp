@@ -305,6 +305,109 @@ TEST(HostFontTest, SymbolFacesOfferTheirCodesTwice) {
   EXPECT_EQ(size, ReadFile(SNK_SOURCE_DIR "/fuzz/corpus/font_face/collection.ttc").size());
 }
 
+std::unique_ptr<HostFont> MakeWithCharset(std::u16string face, uint8_t charset) {
+  FontRequest request;
+  request.faceName = std::move(face);
+  request.height = -100;
+  request.charset = charset;
+  std::string error;
+  auto font = HostFont::Realize(request, &error);
+  EXPECT_NE(font, nullptr) << error;
+  return font;
+}
+
+// Values of a glyph set, each with its glyph.
+std::vector<std::pair<uint32_t, HGLYPH>> GlyphSetValues(const FD_GLYPHSET& set) {
+  std::vector<std::pair<uint32_t, HGLYPH>> values;
+  for (ULONG r = 0; r < set.cRuns; ++r) {
+    const WCRUN& run = set.awcrun[r];
+    for (USHORT i = 0; i < run.cGlyphs; ++i) values.emplace_back(run.wcLow + i, run.phg[i]);
+  }
+  return values;
+}
+
+// Symbol text (Word's bullets at F0B7) shown with URW's stand-in for
+// Symbol, a face with glyph names and only a Unicode map.
+TEST(HostFontTest, SymbolStandInAnswersToTheSymbolEncoding) {
+  constexpr uint8_t kSymbolCharset = 2;
+  auto font = MakeWithCharset(u"Symbol", kSymbolCharset);
+  ASSERT_NE(font, nullptr);
+  FaceTables tables(font->Face());
+  ASSERT_TRUE(FT_HAS_GLYPH_NAMES(tables.face())) << "no stand-in for Symbol installed";
+  EXPECT_TRUE(font->IsSymbol());
+  const IFIMETRICS& m = font->Metrics();
+  EXPECT_EQ(m.jWinCharSet, kSymbolCharset);
+  const auto* charsets = reinterpret_cast<const uint8_t*>(&m) + m.dpCharSets;
+  EXPECT_EQ(charsets[0], kSymbolCharset);
+
+  const FT_UInt bullet = FT_Get_Name_Index(tables.face(), "bullet");
+  ASSERT_NE(bullet, 0u);
+  EXPECT_EQ(font->GlyphOf(0xF0B7), bullet);
+  EXPECT_EQ(font->GlyphOf(0x00B7), bullet);
+  // URW's face keeps the encoding in its own map at 0020-00FE, and apple
+  // at 0080, a code the encoding leaves empty: every code checked against
+  // that map.
+  FT_Select_Charmap(tables.face(), FT_ENCODING_UNICODE);
+  for (char16_t code = 0x20; code < 0xFF; ++code) {
+    const FT_UInt expected = code == 0x80 ? 0 : FT_Get_Char_Index(tables.face(), code);
+    EXPECT_EQ(font->GlyphOf(char16_t(0xF000 + code)), expected) << std::hex << unsigned(code);
+    EXPECT_EQ(font->GlyphOf(code), expected) << std::hex << unsigned(code);
+  }
+  // Only the symbol codes are answered, as with a symbol map.
+  EXPECT_EQ(font->GlyphOf(0x3B1), 0u);
+  EXPECT_EQ(font->GlyphOf(0xF07F), 0u);
+  EXPECT_EQ(font->GlyphOf(0xF100), 0u);
+
+  // The glyph set: the codes at F020-F0FE and their mirror at 0020-00FE,
+  // each with the glyph GlyphOf gives.
+  const FD_GLYPHSET* set = FONTOBJ_pfdg(font->Fontobj());
+  ASSERT_NE(set, nullptr);
+  const auto values = GlyphSetValues(*set);
+  EXPECT_EQ(values.size(), set->cGlyphsSupported);
+  size_t low = 0, high = 0;
+  for (auto [value, glyph] : values) {
+    const bool isLow = value >= 0x20 && value <= 0xFF, isHigh = value >= 0xF020 && value <= 0xF0FF;
+    ASSERT_TRUE(isLow || isHigh) << std::hex << value;
+    (isLow ? low : high) += 1;
+    EXPECT_EQ(glyph, font->GlyphOf(char16_t(value))) << std::hex << value;
+    EXPECT_NE(glyph, 0u);
+  }
+  EXPECT_EQ(low, high);
+  EXPECT_GE(low, 180u);  // the encoding defines 189 codes
+  EXPECT_EQ(set->awcrun[0].wcLow, 0x20);
+  EXPECT_EQ(set->awcrun[set->cRuns - 1].wcLow + set->awcrun[set->cRuns - 1].cGlyphs - 1, 0xF0FE);
+
+  // The name alone asks for the encoding; the face under its own name, or
+  // without SYMBOL_CHARSET, is the Unicode face it is.
+  EXPECT_TRUE(MakeWithCharset(u"Symbol", 1)->IsSymbol());
+  auto own = MakeWithCharset(font->Face().family, 0);
+  ASSERT_NE(own, nullptr);
+  EXPECT_FALSE(own->IsSymbol());
+  EXPECT_EQ(own->Metrics().jWinCharSet, 0);
+  EXPECT_NE(own->GlyphOf(0x80), 0u);
+}
+
+// Text faces with glyph names are no stand-ins for Symbol, SYMBOL_CHARSET
+// asked or not: a plain request is unchanged, and one for a symbol face
+// that is not installed (Wingdings) gets the text face it falls back to.
+TEST(HostFontTest, TextFacesStayTextFacesForSymbolRequests) {
+  auto plain = MakeWithCharset(u"Arial", 0);
+  auto symbolAsked = MakeWithCharset(u"Arial", 2);
+  auto wingdings = MakeWithCharset(u"Wingdings", 2);
+  ASSERT_TRUE(plain && symbolAsked && wingdings);
+  FaceTables tables(plain->Face());
+  ASSERT_TRUE(FT_HAS_GLYPH_NAMES(tables.face()));
+  for (HostFont* font : {plain.get(), symbolAsked.get(), wingdings.get()}) {
+    EXPECT_FALSE(font->IsSymbol()) << std::string(font->Face().path);
+    EXPECT_EQ(font->Metrics().jWinCharSet, 0);
+    EXPECT_GT(FONTOBJ_pfdg(font->Fontobj())->cGlyphsSupported, 200u);
+  }
+  EXPECT_EQ(plain->GlyphOf(u'A'), FT_Get_Char_Index(tables.face(), 'A'));
+  EXPECT_EQ(symbolAsked->GlyphOf(u'A'), plain->GlyphOf(u'A'));
+  EXPECT_EQ(plain->GlyphOf(0xF041), plain->GlyphOf(u'A'));  // the fallback for symbol codes stays
+  EXPECT_EQ(plain->GlyphOf(0x3B1), FT_Get_Char_Index(tables.face(), 0x3B1));
+}
+
 TEST(HostFontTest, ForeignAndStalePointersAreRefused) {
   FONTOBJ foreign{};
   EXPECT_EQ(FONTOBJ_pifi(&foreign), nullptr);
