@@ -289,6 +289,18 @@ bool ReadChars(const EmfRecord& record, uint32_t nChars, uint32_t offString, uin
 
 // An EmrText ([MS-EMF] 2.2.5) at the reader's position: reference, count,
 // string offset, options, the rectangle unless ETO_NO_RECT, spacing offset.
+// The record's rectangle, present unless ETO_NO_RECT; false when cut short.
+bool ReadTextRect(ByteReader& r, TextRun& run) {
+  if (run.options & ETO_NO_RECT) return true;
+  for (double& v : run.rect) {
+    int32_t c = 0;
+    if (!r.ReadI32(c)) return false;
+    v = c;
+  }
+  run.hasRect = true;
+  return true;
+}
+
 bool ReadEmrText(const EmfRecord& record, ByteReader& r, bool ansi, uint8_t charSet, TextRun& run,
                  std::string* fault) {
   int32_t x = 0, y = 0;
@@ -296,14 +308,7 @@ bool ReadEmrText(const EmfRecord& record, ByteReader& r, bool ansi, uint8_t char
   if (!r.ReadI32(x) || !r.ReadI32(y) || !r.ReadU32(nChars) || !r.ReadU32(offString) ||
       !r.ReadU32(run.options))
     return Fail(fault, "too short");
-  if (!(run.options & ETO_NO_RECT)) {
-    for (double& v : run.rect) {
-      int32_t c = 0;
-      if (!r.ReadI32(c)) return Fail(fault, "too short");
-      v = c;
-    }
-    run.hasRect = true;
-  }
+  if (!ReadTextRect(r, run)) return Fail(fault, "too short");
   if (!r.ReadU32(offDx)) return Fail(fault, "too short");
   run.reference = {double(x), double(y)};
   return ReadChars(record, nChars, offString, offDx, ansi, charSet, run, fault);
@@ -427,14 +432,7 @@ bool DeviceContext::PlayText(const EmfRecord& record, ByteReader& r, std::string
     if (!r.ReadI32(x) || !r.ReadI32(y) || !r.ReadU32(n) || !r.ReadU32(run.options) ||
         !r.ReadU32(run.graphicsMode) || !r.Skip(8))
       return Fail(fault, "too short");
-    if (!(run.options & ETO_NO_RECT)) {
-      for (double& v : run.rect) {
-        int32_t c = 0;
-        if (!r.ReadI32(c)) return Fail(fault, "too short");
-        v = c;
-      }
-      run.hasRect = true;
-    }
+    if (!ReadTextRect(r, run)) return Fail(fault, "too short");
     run.reference = {double(x), double(y)};
     const bool small = run.options & ETO_SMALL_CHARS;
     if (n > kMaxRunChars) return Fail(fault, Num(n) + " characters are more than one run may hold");
