@@ -324,25 +324,6 @@ bool EngineDrawsText() {
   return number >= 501 && number <= 600;
 }
 
-// Whether the face is one of the gothic faces whose TJ numbers are written
-// without sign. The face's alternate name counts where there is one; the
-// last answer is kept, since a page's runs mostly share their face.
-bool IsGothicFace(std::u16string_view faceName) {
-  thread_local std::u16string lastName;
-  thread_local bool lastAnswer = false;
-  thread_local bool known = false;
-  if (known && lastName == faceName) return lastAnswer;
-  std::u16string name(faceName);
-  if (CKMC_CoreModule* core = CKMC_CoreModule::Get()) {
-    CKM_WideString alternate = core->GetFontAlternateName(faceName);
-    if (!alternate.IsEmpty()) name = std::u16string(alternate.view());
-  }
-  lastAnswer = name == u"MS Gothic" || name == u"MSP Gothic" || name == u"MS-Gothic" || name == u"MSP-Gothic";
-  lastName = std::u16string(faceName);
-  known = true;
-  return lastAnswer;
-}
-
 // The opaque background of a run, filled in its colour. The two blanks
 // between its y and its width are part of the format readers have seen.
 void WriteOpaqueRectangle(CKMC_Document& doc, CKM_BinaryBuf& out, const RECTL& rect, BRUSHOBJ* brush) {
@@ -409,7 +390,13 @@ size_t WriteGlyphs(CKMC_Document& doc, STROBJ* run, FONTOBJ* fontObject, const I
   const bool useText = run->pwszOrg && !(run->flAccel & SO_GLYPHINDEX_TEXTOUT);
   CKMC_Font& font = doc.fonts.FindOrCreateFont(fontObject);
   style.font = &font;
-  style.gothic = IsGothicFace(MetricsName(metrics, metrics.dpwszFaceName));
+  // A gothic face writes its TJ numbers without sign.
+  std::u16string_view faceName = MetricsName(metrics, metrics.dpwszFaceName);
+  if (faceName != doc.gothicFace) {
+    doc.gothicAnswer = CKMC_FontCatalogue::IsGothicName(faceName);
+    doc.gothicFace = faceName;
+  }
+  style.gothic = doc.gothicAnswer;
   const bool verticalFace = (fontObject->flFontType & FO_VERT_FACE) != 0;
 
   doc.graphics.textRunOpen = true;

@@ -96,4 +96,9 @@ class CKMC_Document : public CKMC_DocumentWriter {
   // page's text block, which the graphics part ends before it draws.
   CKMC_FontCatalogue fonts{*this, CKMC_FontCatalogue::Settings{fontEmbed, fontWarn, faceBlock}};
   CKMC_TextObject text;
+  // The last face name DrvTextOut asked about and whether it is a gothic
+  // face: a page's runs mostly share their face, and the answer costs a
+  // walk of the installed names.
+  std::u16string gothicFace;
+  bool gothicAnswer = false;
 };
