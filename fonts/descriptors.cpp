@@ -57,10 +57,9 @@ void CKMC_Font::SetMetrics(const IFIMETRICS& metrics) {
   flags = DescriptorFlags(metrics);
 }
 
-void CKMC_Font::WriteDescriptor(uint32_t objectNumber, int32_t missingWidth) {
-  CKMC_Dictionary descriptor;
+void CKMC_Font::FillDescriptor(CKMC_Dictionary& descriptor, const CKM_ByteString& fontName) const {
   descriptor.SetLiteral("/Type", "/FontDescriptor");
-  descriptor.SetLiteral("/FontName", PdfFontName(name));
+  descriptor.SetLiteral("/FontName", PdfFontName(fontName));
   // Left, bottom, right, top: the order of a PDF rectangle.
   descriptor.SetLiteral(
       "/FontBBox", CKM_ByteString("[" + std::to_string(bboxLeft) + " " + std::to_string(bboxBottom) + " " +
@@ -71,6 +70,11 @@ void CKMC_Font::WriteDescriptor(uint32_t objectNumber, int32_t missingWidth) {
   descriptor.SetNumber("/Descent", descent);
   descriptor.SetNumber("/CapHeight", capHeight);
   descriptor.SetNumber("/StemV", stemV);
+}
+
+void CKMC_Font::WriteDescriptor(uint32_t objectNumber, int32_t missingWidth) {
+  CKMC_Dictionary descriptor;
+  FillDescriptor(descriptor, name);
   // The Gothic faces' characters not in a width table are half-width.
   if (gothic)
     descriptor.SetNumber("/MissingWidth", 500);

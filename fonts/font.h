@@ -54,6 +54,9 @@ class CKMC_Font {
   // The /FontDescriptor of the not-embedded forms under `objectNumber`
   // (descriptors.cpp); an embedded font writes its own form.
   virtual void WriteDescriptor(uint32_t objectNumber, int32_t missingWidth);
+  // The entries every form of the descriptor has, from /Type to /StemV,
+  // with `fontName` as /FontName.
+  void FillDescriptor(CKMC_Dictionary& descriptor, const CKM_ByteString& fontName) const;
 
   // Fills the font from the engine's objects: glyph set, name, metrics and
   // the FreeType face of the font file. `fontEmbed` is the document's mode,
@@ -158,7 +161,7 @@ class CKMC_FontCatalogue {
   Settings settings;
 
  private:
-  // The embedded form of a face; null while the face cannot be embedded.
+  // The embedded form of a face; null when the face cannot be embedded.
   std::unique_ptr<CKMC_Font> MakeEmbeddedFont(FONTOBJ* fontObject, const IFIMETRICS& metrics, uint32_t mode);
   // Tells the user, if the settings ask for it, that `name` stays outside
   // the file; waits for the answer.

@@ -208,15 +208,15 @@ CKMC_UnicodeFont::CKMC_UnicodeFont(CKMC_FontCatalogue& catalogue) : CKMC_Font(ca
 
 CKMC_UnicodeFont::~CKMC_UnicodeFont() { subFonts.clear(); }
 
-void CKMC_UnicodeFont::InitCharsets(const IFIMETRICS& metrics) {
+void CKMC_FontCharsets::InitFontCharsets(const IFIMETRICS& metrics) {
   defaultCharset = currentCharset = metrics.jWinCharSet;
   charsets.fill(kDefaultCharset);
   std::span<const uint8_t> list = IfiBytes(metrics, metrics.dpCharSets);
   std::copy_n(list.begin(), std::min(list.size(), charsets.size()), charsets.begin());
 }
 
-bool CKMC_UnicodeFont::FindCharset(uint16_t unicode, uint8_t& charset, uint32_t& code,
-                                   uint32_t& length) const {
+bool CKMC_FontCharsets::FindCharset(uint16_t unicode, uint8_t& charset, uint32_t& code,
+                                    uint32_t& length) const {
   // The charset of the text before first, so that Latin inside a Cyrillic
   // run stays in the Cyrillic subfont; then the face's own charset; then
   // the charsets the face covers.
@@ -232,6 +232,18 @@ bool CKMC_UnicodeFont::FindCharset(uint16_t unicode, uint8_t& charset, uint32_t&
     if (candidate == kDefaultCharset) break;
     if (UnicodeToCode(unicode, candidate, code, length)) {
       charset = candidate;
+      return true;
+    }
+  }
+  return false;
+}
+
+bool CKMC_FontCharsets::FindAnyCharset(uint16_t unicode, uint8_t& charset, uint32_t& code,
+                                       uint32_t& length) const {
+  if (FindCharset(unicode, charset, code, length)) return true;
+  for (const uint8_t* candidate = kCharsetSearchOrder; *candidate != 0xFF; ++candidate) {
+    if (UnicodeToCode(unicode, *candidate, code, length)) {
+      charset = *candidate;
       return true;
     }
   }
@@ -274,10 +286,7 @@ CKMC_MappedCharacter CKMC_UnicodeFont::MapCharacter(uint16_t unicode, HGLYPH /*g
     // A character with a standard glyph name is searchable in a custom
     // subfont; only the others go looking through every charset.
     if (AdobeGlyphName(unicode)) return MapToCustom(unicode);
-    const uint8_t* candidate = kCharsetSearchOrder;
-    while (*candidate != 0xFF && !UnicodeToCode(unicode, *candidate, code, length)) ++candidate;
-    if (*candidate == 0xFF) return {};
-    charset = *candidate;
+    if (!FindAnyCharset(unicode, charset, code, length)) return {};
   }
   currentCharset = charset;
   CKMC_SubFont& sub = SubFontFor(charset);

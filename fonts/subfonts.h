@@ -90,24 +90,37 @@ class CKMC_CIDSubFont : public CKMC_SubFont {
   uint32_t verticalUsed = 0;
 };
 
-class CKMC_UnicodeFont : public CKMC_Font {
+// The charsets a font's text is encoded in: the face's own, the one the
+// text before used, and the list the face covers.
+class CKMC_FontCharsets {
  public:
-  explicit CKMC_UnicodeFont(CKMC_FontCatalogue& catalogue);
-  ~CKMC_UnicodeFont() override;
-
-  void InitCharsets(const IFIMETRICS& metrics) override;
-  CKMC_MappedCharacter MapCharacter(uint16_t unicode, HGLYPH glyph, bool vertical) override;
-  void WriteFont() override;
+  // The face's charset becomes the default and current one.
+  void InitFontCharsets(const IFIMETRICS& metrics);
+  // The charset that encodes `unicode`, tried in the order that keeps a run
+  // of text in one subfont: the current one, the face's own, then the
+  // face's list; false when none of them does.
+  bool FindCharset(uint16_t unicode, uint8_t& charset, uint32_t& code, uint32_t& length) const;
+  // The same, then the global search order; false when no charset at all
+  // encodes the character.
+  bool FindAnyCharset(uint16_t unicode, uint8_t& charset, uint32_t& code, uint32_t& length) const;
 
   uint8_t defaultCharset = 0;
   uint8_t currentCharset = 0;
   std::array<uint8_t, 16> charsets{1};  // ended by DEFAULT_CHARSET (1)
+};
+
+class CKMC_UnicodeFont : public CKMC_Font, public CKMC_FontCharsets {
+ public:
+  explicit CKMC_UnicodeFont(CKMC_FontCatalogue& catalogue);
+  ~CKMC_UnicodeFont() override;
+
+  void InitCharsets(const IFIMETRICS& metrics) override { InitFontCharsets(metrics); }
+  CKMC_MappedCharacter MapCharacter(uint16_t unicode, HGLYPH glyph, bool vertical) override;
+  void WriteFont() override;
+
   std::vector<std::unique_ptr<CKMC_SubFont>> subFonts;
 
  private:
-  // The charset that encodes `unicode`, tried in the order that keeps a run
-  // of text in one subfont; false when only a custom subfont can hold it.
-  bool FindCharset(uint16_t unicode, uint8_t& charset, uint32_t& code, uint32_t& length) const;
   CKMC_SubFont& SubFontFor(uint8_t charset);
   CKMC_MappedCharacter MapToCustom(uint16_t unicode);
 };

@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -35,6 +36,8 @@ struct TinyFace {
     std::string bytes;
   };
   std::vector<Name> names;
+  // With a value, an OS/2 table (version 0) with this fsType.
+  std::optional<uint16_t> fsType;
 };
 
 namespace tiny {
@@ -145,8 +148,17 @@ inline std::vector<std::pair<std::string, std::string>> Tables(const TinyFace& f
   }
   name += strings;
   // Sorted by tag.
-  return {{"cmap", Cmap(face)}, {"glyf", glyf}, {"head", head}, {"hhea", hhea},
-          {"hmtx", hmtx},       {"loca", loca}, {"maxp", maxp}, {"name", name}};
+  std::vector<std::pair<std::string, std::string>> tables = {
+      {"cmap", Cmap(face)}, {"glyf", glyf}, {"head", head}, {"hhea", hhea},
+      {"hmtx", hmtx},       {"loca", loca}, {"maxp", maxp}, {"name", name}};
+  if (face.fsType) {
+    std::string os2(78, '\0');
+    os2[4] = 0x01, os2[5] = static_cast<char>(0x90);  // weight 400
+    os2[7] = 5;                                         // normal width
+    os2[8] = static_cast<char>(*face.fsType >> 8), os2[9] = static_cast<char>(*face.fsType & 0xFF);
+    tables.insert(tables.begin(), {"OS/2", os2});
+  }
+  return tables;
 }
 
 // The table directory and tables of one face, placed at `base` in the file.
