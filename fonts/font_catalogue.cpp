@@ -19,6 +19,7 @@
 
 #include "base/byte_reader.h"
 #include "fonts/charset_tables.h"
+#include "fonts/embedded_font.h"
 #include "fonts/font.h"
 #include "fonts/subfonts.h"
 #include "platform/win32.h"
@@ -324,12 +325,13 @@ CKMC_Font& CKMC_FontCatalogue::FindOrCreateFont(FONTOBJ* fontObject) {
   return *fonts_.back();
 }
 
-std::unique_ptr<CKMC_Font> CKMC_FontCatalogue::MakeEmbeddedFont(FONTOBJ* /*fontObject*/,
-                                                                const IFIMETRICS& /*metrics*/,
-                                                                uint32_t /*mode*/) {
-  // No font program is embedded yet: every face takes the not-embedded
-  // forms, after the warning.
-  return nullptr;
+std::unique_ptr<CKMC_Font> CKMC_FontCatalogue::MakeEmbeddedFont(FONTOBJ* fontObject, const IFIMETRICS& metrics,
+                                                                uint32_t mode) {
+  auto font = std::make_unique<CKMC_CIDEmbedFont>(*this, mode);
+  font->PrepareFont(fontObject, mode);
+  font->InitCharsets(metrics);
+  if (!font->ChooseEmbedSubFont()) return nullptr;
+  return font;
 }
 
 void CKMC_FontCatalogue::WarnNotEmbedded(const CKM_ByteString& name) const {

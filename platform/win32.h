@@ -324,6 +324,12 @@ INT MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR bytes,
 // `capacity` is at least that.
 ULONG SnkListInstalledFaceNames(WCHAR* buffer, ULONG capacity);
 
+// Writes a file of the process's private scratch folder, replacing it: a
+// folder no other user can read, so that what the system notes there for
+// its own diagnosis never overwrites a user's file. `name` is a plain file
+// name. FALSE when the folder or the file cannot be made.
+BOOL SnkWriteScratchFile(LPCWSTR name, LPCVOID data, DWORD size);
+
 // The operating system's version.
 struct OSVERSIONINFOW {
   DWORD dwOSVersionInfoSize;

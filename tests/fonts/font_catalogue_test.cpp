@@ -9,6 +9,7 @@
 #include <string>
 
 #include "font_fixtures.h"
+#include "fonts/embedded_font.h"
 #include "fonts/font.h"
 #include "fonts/subfonts.h"
 #include "host/fonts/host_font.h"
@@ -168,6 +169,26 @@ class Catalogue : public snk::test::WriterTest {
     return hostFonts_.back() ? hostFonts_.back()->Fontobj() : nullptr;
   }
 
+  // A face that forbids embedding (fsType 2), under `family`.
+  FONTOBJ* RealizeRestricted(std::u16string_view family) {
+    TinyFace face;
+    face.characters = {{u'A', 600}};
+    face.fsType = 2;
+    for (uint16_t id : {1, 4}) {
+      TinyFace::Name name = snk::test::WideName(3, 1, family);
+      name.id = id;
+      face.names.push_back(name);
+    }
+    snk::fonts::FontRequest request;
+    request.faceName = std::u16string(family);
+    request.height = -100;
+    std::string error;
+    hostFonts_.push_back(snk::fonts::HostFont::RealizeFromBytes(request, snk::test::BuildFont(face), 0,
+                                                                "restricted", &error));
+    EXPECT_NE(hostFonts_.back(), nullptr) << error;
+    return hostFonts_.back() ? hostFonts_.back()->Fontobj() : nullptr;
+  }
+
   uint32_t embed_ = 0, warn_ = 1;
   std::vector<uint8_t> faces_;
   CKMC_FontCatalogue catalogue_{writer_, {embed_, warn_, faces_}};
@@ -234,38 +255,42 @@ TEST_F(Catalogue, AVerticalFaceSharesTheNameOfTheUprightOne) {
 
 TEST_F(Catalogue, AFaceThatCannotBeEmbeddedWarnsOnceAndFallsBack) {
   embed_ = 2;
-  CKMC_Font& font = catalogue_.FindOrCreateFont(Realize(u"Liberation Serif"));
+  CKMC_Font& font = catalogue_.FindOrCreateFont(RealizeRestricted(u"Locked Serif"));
   EXPECT_NE(dynamic_cast<CKMC_UnicodeFont*>(&font), nullptr);
   ASSERT_EQ(boxes_.size(), 1u);
-  EXPECT_EQ(
-      boxes_[0].text,
-      u"Liberation Serif font can't be embedded. The results depend on the availability of fonts in the "
-      u"environment.");
+  EXPECT_EQ(boxes_[0].text,
+            u"Locked Serif font can't be embedded. The results depend on the availability of fonts in the "
+            u"environment.");
   EXPECT_EQ(boxes_[0].caption, u"Kelmo PDF Forge");
   EXPECT_EQ(boxes_[0].type, MB_SETFOREGROUND);
   // Found in the list the second time: no second warning.
-  catalogue_.FindOrCreateFont(Realize(u"Liberation Serif"));
+  catalogue_.FindOrCreateFont(RealizeRestricted(u"Locked Serif"));
   EXPECT_EQ(boxes_.size(), 1u);
 
   warn_ = 0;
-  catalogue_.FindOrCreateFont(Realize(u"Liberation Mono"));
+  catalogue_.FindOrCreateFont(RealizeRestricted(u"Locked Mono"));
   EXPECT_EQ(boxes_.size(), 1u);
   EXPECT_EQ(catalogue_.Fonts().size(), 2u);
+
+  // An installed TrueType face embeds without a word.
+  CKMC_Font& embedded = catalogue_.FindOrCreateFont(Realize(u"Liberation Serif"));
+  EXPECT_NE(dynamic_cast<CKMC_CIDEmbedFont*>(&embedded), nullptr);
+  EXPECT_EQ(boxes_.size(), 1u);
 }
 
 TEST_F(Catalogue, ModeOneTriesOnlyTheListedFaces) {
   embed_ = 1;
-  std::u16string names = u"Liberation Mono";
+  std::u16string names = u"Locked Mono";
   names.push_back(0);
   faces_.resize(4 + 2 * names.size());
   uint32_t size = static_cast<uint32_t>(faces_.size());
   std::memcpy(faces_.data(), &size, 4);
   std::memcpy(faces_.data() + 4, names.data(), 2 * names.size());
-  catalogue_.FindOrCreateFont(Realize(u"Liberation Serif"));
+  catalogue_.FindOrCreateFont(RealizeRestricted(u"Locked Serif"));
   EXPECT_TRUE(boxes_.empty());
-  catalogue_.FindOrCreateFont(Realize(u"Liberation Mono"));
+  catalogue_.FindOrCreateFont(RealizeRestricted(u"Locked Mono"));
   ASSERT_EQ(boxes_.size(), 1u);
-  EXPECT_EQ(boxes_[0].text.find(u"Liberation Mono font can't be embedded."), 0u);
+  EXPECT_EQ(boxes_[0].text.find(u"Locked Mono font can't be embedded."), 0u);
 }
 
 }  // namespace
