@@ -434,6 +434,7 @@ inline constexpr FLONG FO_TYPE_RASTER = 0x1;
 inline constexpr FLONG FO_TYPE_DEVICE = 0x2;
 inline constexpr FLONG FO_TYPE_TRUETYPE = 0x4;
 inline constexpr FLONG FO_TYPE_OPENTYPE = 0x8;
+inline constexpr FLONG FO_POSTSCRIPT = 0x100000;  // a Type 1 face
 inline constexpr FLONG FO_SIM_BOLD = 0x2000;
 inline constexpr FLONG FO_SIM_ITALIC = 0x4000;
 inline constexpr FLONG FO_VERT_FACE = 0x800000;

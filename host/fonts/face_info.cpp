@@ -7,6 +7,7 @@
 #include FT_SFNT_NAMES_H
 #include FT_TRUETYPE_IDS_H
 #include FT_TRUETYPE_TABLES_H
+#include FT_TYPE1_TABLES_H
 
 #include <algorithm>
 #include <cmath>
@@ -596,8 +597,13 @@ IFIMETRICS FaceMetrics(FT_Face face, bool symbol) {
   // The box is y up, as the head table has it.
   m.rclFontBox =
       RECTL{LONG(face->bbox.xMin), LONG(face->bbox.yMax), LONG(face->bbox.xMax), LONG(face->bbox.yMin)};
-  m.lItalicAngle = post ? LONG(std::lround(double(post->italicAngle) / 65536.0 * 10.0)) : 0;
-  const bool fixedPitch = post ? post->isFixedPitch != 0 : FT_IS_FIXED_WIDTH(face);
+  // A Type 1 face has its angle and pitch in its FontInfo.
+  PS_FontInfoRec info{};
+  const bool hasInfo = !post && FT_Get_PS_Font_Info(face, &info) == 0;
+  m.lItalicAngle = post      ? LONG(std::lround(double(post->italicAngle) / 65536.0 * 10.0))
+                   : hasInfo ? LONG(info.italic_angle * 10)
+                             : 0;
+  const bool fixedPitch = post ? post->isFixedPitch != 0 : hasInfo ? info.is_fixed_pitch != 0 : FT_IS_FIXED_WIDTH(face);
   m.jWinPitchAndFamily = BYTE((fixedPitch ? 1 : 2) | FamilyNibble(os2, fixedPitch));
   m.usWinWeight = os2 && os2->usWeightClass >= 1 && os2->usWeightClass <= 1000 ? os2->usWeightClass
                   : FaceIsBold(face)                                           ? 700
@@ -608,9 +614,12 @@ IFIMETRICS FaceMetrics(FT_Face face, bool symbol) {
     std::memcpy(m.achVendId, os2->achVendID, 4);
     std::memcpy(&m.panose, os2->panose, sizeof m.panose);
   } else {
-    const USHORT macStyle = head ? head->Mac_Style : 0;
-    m.fsSelection = USHORT((macStyle & 1 ? FM_SEL_BOLD : 0) | (macStyle & 2 ? FM_SEL_ITALIC : 0));
+    const bool bold = head ? (head->Mac_Style & 1) != 0 : FaceIsBold(face);
+    const bool italic = head ? (head->Mac_Style & 2) != 0 : FaceIsItalic(face);
+    m.fsSelection = USHORT((bold ? FM_SEL_BOLD : 0) | (italic ? FM_SEL_ITALIC : 0));
     if (!m.fsSelection) m.fsSelection = 0x40;  // regular
+    // A Type 1 face may say in its FontInfo how it may be embedded.
+    m.fsType = FT_Get_FSType_Flags(face);
   }
   m.ptlBaseline = POINTL{1, 0};
   m.ptlAspect = POINTL{1, 1};

@@ -13,6 +13,7 @@
 #include <ft2build.h>
 #include FT_FREETYPE_H
 #include FT_OUTLINE_H
+#include FT_FONT_FORMATS_H
 
 #include <algorithm>
 #include <atomic>
@@ -126,7 +127,11 @@ bool HostFont::Impl::Open(const std::string& label, int32_t index, std::string* 
     face = nullptr;
     return fail("FreeType refuses it: " + FreeTypeError(e));
   }
-  if (!FT_IS_SFNT(face) || !FT_IS_SCALABLE(face)) return fail("not a TrueType or OpenType outline face");
+  // TrueType and OpenType faces, and Type 1 faces (PFB and PFA files).
+  const char* format = FT_Get_Font_Format(face);
+  const bool type1 = format && std::string_view(format) == "Type 1";
+  if (!FT_IS_SCALABLE(face) || (!FT_IS_SFNT(face) && !type1))
+    return fail("not a TrueType, OpenType or Type 1 outline face");
   if (face->units_per_EM < 16 || face->units_per_EM > 16384)
     return fail("unusable units per em " + std::to_string(face->units_per_EM));
   if (face->num_glyphs <= 0) return fail("no glyphs");
@@ -284,8 +289,8 @@ void HostFont::Fill(const FontRequest& request, const std::string& path, int32_t
   fo.iTTUniq = fo.iFile << 8 | ULONG_PTR(index & 0xFF);
   const double maxInc = std::max<double>(metrics.fwdMaxCharInc, 0);
   fo.cxMax = ULONG(std::ceil(maxInc * std::hypot(impl.n11, impl.n12))) + (impl.simBold ? 1 : 0);
-  fo.flFontType = FO_TYPE_TRUETYPE | (impl.simBold ? FO_SIM_BOLD : 0) | (impl.simItalic ? FO_SIM_ITALIC : 0) |
-                  (impl.vertical ? FO_VERT_FACE : 0);
+  fo.flFontType = (FT_IS_SFNT(face) ? FO_TYPE_TRUETYPE : FO_POSTSCRIPT) | (impl.simBold ? FO_SIM_BOLD : 0) |
+                  (impl.simItalic ? FO_SIM_ITALIC : 0) | (impl.vertical ? FO_VERT_FACE : 0);
   fo.ulStyleSize = 0;
   fo.pvProducer = this;
   impl.block.owner = this;
@@ -525,7 +530,9 @@ FD_GLYPHSET* APIENTRY FONTOBJ_pfdg(FONTOBJ* pfo) {
 PVOID APIENTRY FONTOBJ_pvTrueTypeFontFile(FONTOBJ* pfo, ULONG* pcjFile) {
   HostFont* font = HostFont::From(pfo);
   if (pcjFile) *pcjFile = 0;
-  if (!font || !(pfo->flFontType & FO_TYPE_TRUETYPE)) return nullptr;
+  // The whole file, of TrueType, OpenType and Type 1 faces alike; a face of
+  // a collection gives the collection.
+  if (!font) return nullptr;
   std::span<const uint8_t> file = font->FileBytes();
   if (pcjFile) *pcjFile = ULONG(file.size());
   return const_cast<uint8_t*>(file.data());

@@ -4,6 +4,7 @@
 #include <fontconfig/fontconfig.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdlib>
 #include <fstream>
 #include <map>
@@ -41,12 +42,16 @@ FcConfig* Config() {
   return holder.config;
 }
 
-// Font formats whose faces the engine hands to drivers.
-bool IsSfntFormat(FcPattern* font) {
+// The outline formats whose faces the engine realizes: TrueType and CFF in
+// an sfnt wrapper, and Type 1.
+enum class OutlineFormat { kNone, kSfnt, kType1 };
+
+OutlineFormat FormatOf(FcPattern* font) {
   FcChar8* format = nullptr;
-  if (FcPatternGetString(font, FC_FONTFORMAT, 0, &format) != FcResultMatch) return false;
+  if (FcPatternGetString(font, FC_FONTFORMAT, 0, &format) != FcResultMatch) return OutlineFormat::kNone;
   const std::string f(reinterpret_cast<const char*>(format));
-  return f == "TrueType" || f == "CFF";
+  if (f == "TrueType" || f == "CFF") return OutlineFormat::kSfnt;
+  return f == "Type 1" ? OutlineFormat::kType1 : OutlineFormat::kNone;
 }
 
 std::vector<std::u16string> Families(FcPattern* font) {
@@ -61,6 +66,17 @@ std::string StringOf(FcPattern* font, const char* key) {
   FcChar8* value = nullptr;
   if (FcPatternGetString(font, key, 0, &value) != FcResultMatch) return {};
   return reinterpret_cast<const char*>(value);
+}
+
+// A face's family (its first name, folded), weight and slant: faces alike
+// in these are one face in two forms.
+std::string StyleKey(FcPattern* font) {
+  std::string key = StringOf(font, FC_FAMILY);
+  for (char& c : key) c = char(std::tolower(static_cast<unsigned char>(c)));
+  int weight = 0, slant = 0;
+  FcPatternGetInteger(font, FC_WEIGHT, 0, &weight);
+  FcPatternGetInteger(font, FC_SLANT, 0, &slant);
+  return key + '/' + std::to_string(weight) + '/' + std::to_string(slant);
 }
 
 int32_t IndexOf(FcPattern* font) {
@@ -223,10 +239,18 @@ std::vector<FaceCandidate> MatchFaces(const std::u16string& family, int32_t weig
   FcDefaultSubstitute(pattern);
   FcResult result = FcResultNoMatch;
   FcFontSet* sorted = FcFontSort(config, pattern, FcTrue, nullptr, &result);
+  // A face installed both as sfnt and as Type 1 (URW's faces come in both)
+  // is offered in its sfnt form only: a Type 1 face is taken where it is
+  // the only form of its family and style.
+  std::set<std::string> sfntStyles;
+  for (int i = 0; sorted && i < sorted->nfont; ++i)
+    if (FormatOf(sorted->fonts[i]) == OutlineFormat::kSfnt) sfntStyles.insert(StyleKey(sorted->fonts[i]));
   std::vector<FaceCandidate> out;
   for (int i = 0; sorted && i < sorted->nfont && out.size() < limit; ++i) {
     FcPattern* font = sorted->fonts[i];
-    if (!IsSfntFormat(font)) continue;
+    const OutlineFormat format = FormatOf(font);
+    if (format == OutlineFormat::kNone) continue;
+    if (format == OutlineFormat::kType1 && sfntStyles.count(StyleKey(font))) continue;
     FaceCandidate candidate;
     candidate.path = StringOf(font, FC_FILE);
     candidate.index = IndexOf(font);

@@ -265,6 +265,56 @@ TEST(HostFontTest, CollectionFacesAndTheWholeFile) {
   EXPECT_EQ(std::memcmp(data, file.data(), 12), 0);  // the collection header
 }
 
+// Type 1 faces (PFB and PFA files) are realized as well, and hand their
+// whole file to drivers; where a face is also installed as sfnt, that form
+// is chosen.
+TEST(HostFontTest, Type1FacesAndTheirFiles) {
+  auto installed = Make(u"Nimbus Sans");
+  ASSERT_TRUE(installed);
+  EXPECT_EQ(installed->Face().path.substr(installed->Face().path.size() - 4), ".otf");
+  EXPECT_TRUE(installed->Fontobj()->flFontType & FO_TYPE_TRUETYPE);
+
+  for (const char* path : {"/usr/share/fonts/X11/Type1/NimbusSans-Bold.pfb",
+                           "/usr/share/fonts/type1/urw-base35/NimbusSans-Italic.t1"}) {
+    const std::vector<uint8_t> file = ReadFile(path);
+    if (file.empty()) GTEST_SKIP() << path << " is not installed";
+    FontRequest request;
+    request.faceName = u"Nimbus Sans";
+    request.height = -100;
+    std::string error;
+    auto font = HostFont::RealizeFromBytes(request, file, 0, path, &error);
+    ASSERT_NE(font, nullptr) << error;
+    EXPECT_EQ(font->Fontobj()->flFontType & (FO_TYPE_TRUETYPE | FO_POSTSCRIPT), FO_POSTSCRIPT);
+    const IFIMETRICS& m = font->Metrics();
+    EXPECT_EQ(m.fwdUnitsPerEm, 1000);
+    EXPECT_NEAR(m.fwdCapHeight, 729, 15);  // Helvetica's cap height
+    EXPECT_GT(m.fwdTypoAscender, 600);
+    EXPECT_LT(m.fwdTypoDescender, 0);
+    EXPECT_EQ(NameAt(m, m.dpwszFamilyName), u"Nimbus Sans");
+    EXPECT_EQ(m.jWinCharSet, 0);
+    const bool italic = std::string(path).find("Italic") != std::string::npos;
+    EXPECT_EQ((m.fsSelection & FM_SEL_ITALIC) != 0, italic);
+    EXPECT_EQ(m.lItalicAngle != 0, italic);
+    EXPECT_EQ(m.usWinWeight, italic ? 400 : 700);
+
+    // The glyph of 'A' is the glyph named "A".
+    FT_Library library;
+    ASSERT_EQ(FT_Init_FreeType(&library), 0);
+    FT_Face face = nullptr;
+    ASSERT_EQ(FT_New_Memory_Face(library, file.data(), FT_Long(file.size()), 0, &face), 0);
+    char name[32] = {};
+    FT_Get_Glyph_Name(face, FT_UInt(font->GlyphOf(u'A')), name, sizeof name);
+    EXPECT_STREQ(name, "A");
+    FT_Done_Face(face);
+    FT_Done_FreeType(library);
+
+    ULONG size = 0;
+    const void* data = FONTOBJ_pvTrueTypeFontFile(font->Fontobj(), &size);
+    ASSERT_EQ(size, file.size());
+    EXPECT_EQ(std::memcmp(data, file.data(), size), 0);
+  }
+}
+
 // Small faces made for the font fuzzer's seeds.
 std::unique_ptr<HostFont> Seed(const std::string& name, int32_t index = 0) {
   FontRequest request;
