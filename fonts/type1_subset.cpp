@@ -20,6 +20,9 @@ constexpr uint16_t kC2 = 22719;
 constexpr size_t kLenIV = 4;
 constexpr uint32_t kSeac = 32 + 6;  // escape 12, 6
 
+// The key after one cipher byte, in unsigned arithmetic.
+uint16_t NextKey(uint8_t cipher, uint16_t r) { return uint16_t((uint32_t{cipher} + r) * kC1 + kC2); }
+
 // What a charstring draws when the font has no .notdef: "0 0 hsbw endchar"
 // without its four leading bytes, as the font's own bytes would stand.
 constexpr uint8_t kSyntheticNotdef[] = {0x00, 0x78, 0x38, 0x42, 0x00};
@@ -157,7 +160,7 @@ bool CKMC_Type1Subset::Parse() {
       c = data[at++];
     }
     plain.push_back(uint8_t(c ^ (r >> 8)));
-    r = uint16_t((c + r) * kC1 + kC2);
+    r = NextKey(c, r);
   }
   // The decrypted text goes to the host's private scratch folder, where it
   // can be read when a program does not parse as expected.
@@ -309,7 +312,7 @@ void CKMC_Type1Subset::Closure(const Glyph& glyph) {
   uint16_t r = kCharStringKey;
   for (const uint8_t* p = glyph.start; p < glyph.end; ++p) {
     bytes.push_back(uint8_t(*p ^ (r >> 8)));
-    r = uint16_t((*p + r) * kC1 + kC2);
+    r = NextKey(*p, r);
   }
   int32_t numbers[5];
   size_t count = 0;
@@ -361,7 +364,7 @@ void CKMC_Type1Subset::Encrypt(const uint8_t* from, size_t length) {
       continue;
     }
     const uint8_t out = uint8_t(from[i] ^ (encryptKey >> 8));
-    encryptKey = uint16_t((out + encryptKey) * kC1 + kC2);
+    encryptKey = NextKey(out, encryptKey);
     if (outputForm == 1) {
       output.push_back(uint8_t(kHex[out >> 4]));
       output.push_back(uint8_t(kHex[out & 0xF]));

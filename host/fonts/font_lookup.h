@@ -27,6 +27,14 @@ std::vector<FaceCandidate> MatchFaces(const std::u16string& family, int32_t weig
 // any of them lives. Null with `error` set when the file cannot be read.
 std::shared_ptr<const std::vector<uint8_t>> ReadFontFile(const std::string& path, std::string* error);
 
+// The Windows family that an installed face was made to stand in for,
+// metric for metric (Liberation Sans for Arial, Carlito for Calibri), when
+// `asked` is that family and `installed` one of its stand-ins; empty
+// otherwise. Such a face is realized under the name that was asked for, as
+// the face itself would be, so that documents keep naming the fonts they
+// were written in.
+std::u16string StandInFor(const std::u16string& asked, const std::u16string& installed);
+
 // Case-insensitive (ASCII) equality of family names.
 bool SameFamily(const std::u16string& a, const std::u16string& b);
 

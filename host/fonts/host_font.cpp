@@ -211,7 +211,8 @@ std::unique_ptr<HostFont> HostFont::Realize(const FontRequest& request, std::str
     Impl& impl = *font->impl_;
     impl.file = std::move(file);
     if (!impl.Open(candidate.path, candidate.index, &lastError)) continue;
-    font->Fill(request, candidate.path, candidate.index);
+    const std::u16string installedFamily = candidate.families.empty() ? u"" : candidate.families.front();
+    font->Fill(request, candidate.path, candidate.index, detail::StandInFor(family, installedFamily));
     impl.substitute = !family.empty() &&
                       std::none_of(candidate.families.begin(), candidate.families.end(),
                                    [&](const std::u16string& f) { return detail::SameFamily(f, family); }) &&
@@ -232,14 +233,15 @@ std::unique_ptr<HostFont> HostFont::RealizeFromBytes(const FontRequest& request,
   Impl& impl = *font->impl_;
   impl.file = std::make_shared<const std::vector<uint8_t>>(std::move(file));
   if (!impl.Open(label, faceIndex, error)) return nullptr;
-  font->Fill(request, label, faceIndex);
+  font->Fill(request, label, faceIndex, {});
   std::u16string family = request.faceName;
   if (!family.empty() && family[0] == u'@') family.erase(0, 1);
   impl.substitute = !family.empty() && !detail::SameFamily(impl.installed.family, family);
   return font;
 }
 
-void HostFont::Fill(const FontRequest& request, const std::string& path, int32_t index) {
+void HostFont::Fill(const FontRequest& request, const std::string& path, int32_t index,
+                    const std::u16string& standsFor) {
   Impl& impl = *impl_;
   FT_Face face = impl.face;
   impl.vertical = !request.faceName.empty() && request.faceName[0] == u'@';
@@ -261,6 +263,13 @@ void HostFont::Fill(const FontRequest& request, const std::string& path, int32_t
     FT_Set_Charmap(face, face->charmaps[0]);
   detail::FaceNames names = detail::ReadFaceNames(face);
   impl.installed = InstalledFace{path, index, names.family, names.postscript};
+  // A stand-in takes the names of the family it stands in for: "Arial",
+  // "Arial Bold", as that face would give them.
+  if (!standsFor.empty()) {
+    names.full = standsFor;
+    if (!names.style.empty() && names.style != u"Regular") names.full += u" " + names.style;
+    names.family = standsFor;
+  }
   IFIMETRICS metrics = detail::FaceMetrics(face, impl.symbol);
   const std::vector<uint8_t> covered = detail::CoveredCharsets(face, impl.symbol);
   metrics.jWinCharSet = detail::ChooseCharset(covered, request.charset, impl.symbol);

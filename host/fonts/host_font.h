@@ -128,7 +128,8 @@ class SNK_HOST_API HostFont {
 
  private:
   HostFont();
-  void Fill(const FontRequest& request, const std::string& path, int32_t index);
+  // `standsFor`: the family the face is realized as, for a stand-in.
+  void Fill(const FontRequest& request, const std::string& path, int32_t index, const std::u16string& standsFor);
   struct Impl;
   std::unique_ptr<Impl> impl_;
 };

@@ -79,6 +79,19 @@ std::string StyleKey(FcPattern* font) {
   return key + '/' + std::to_string(weight) + '/' + std::to_string(slant);
 }
 
+// Windows families and the installed faces made to their metrics.
+struct StandIn {
+  const char16_t* windows;
+  const char16_t* faces[2];
+};
+constexpr StandIn kStandIns[] = {
+    {u"Arial", {u"Liberation Sans", u"Arimo"}},
+    {u"Times New Roman", {u"Liberation Serif", u"Tinos"}},
+    {u"Courier New", {u"Liberation Mono", u"Cousine"}},
+    {u"Calibri", {u"Carlito", nullptr}},
+    {u"Cambria", {u"Caladea", nullptr}},
+};
+
 int32_t IndexOf(FcPattern* font) {
   int index = 0;
   if (FcPatternGetInteger(font, FC_INDEX, 0, &index) != FcResultMatch) return 0;
@@ -203,6 +216,16 @@ std::u16string FaceNameList() {
     FcObjectSetDestroy(objects);
     FcPatternDestroy(pattern);
   }
+  // The Windows families whose stand-ins are installed are installed
+  // faces to the font mapper too.
+  for (const StandIn& standIn : kStandIns) {
+    for (const char16_t* face : standIn.faces) {
+      if (face && families.count(face)) {
+        families.try_emplace(standIn.windows, 0, std::u16string());
+        break;
+      }
+    }
+  }
   std::u16string list;
   for (const auto& [family, regular] : families) {
     const std::u16string& postscript = regular.second;
@@ -283,6 +306,15 @@ std::shared_ptr<const std::vector<uint8_t>> ReadFontFile(const std::string& path
   }
   files[path] = bytes;
   return bytes;
+}
+
+std::u16string StandInFor(const std::u16string& asked, const std::u16string& installed) {
+  for (const StandIn& standIn : kStandIns) {
+    if (!SameFamily(asked, standIn.windows)) continue;
+    for (const char16_t* face : standIn.faces)
+      if (face && SameFamily(installed, face)) return standIn.windows;
+  }
+  return {};
 }
 
 bool SameFamily(const std::u16string& a, const std::u16string& b) {

@@ -27,7 +27,7 @@ std::string Encrypt(const std::string& plain, uint16_t r) {
   std::string out;
   for (unsigned char p : plain) {
     const uint8_t c = uint8_t(p ^ (r >> 8));
-    r = uint16_t((c + r) * kC1 + kC2);
+    r = uint16_t((uint32_t(c) + r) * kC1 + kC2);
     out += char(c);
   }
   return out;
@@ -36,7 +36,7 @@ std::string Decrypt(const std::string& cipher, uint16_t r) {
   std::string out;
   for (unsigned char c : cipher) {
     out += char(c ^ (r >> 8));
-    r = uint16_t((c + r) * kC1 + kC2);
+    r = uint16_t((uint32_t(c) + r) * kC1 + kC2);
   }
   return out;
 }

@@ -82,8 +82,13 @@ TEST(HostFontTest, MetricCompatibleSubstitutesComeFromFontconfig) {
     EXPECT_TRUE(font->IsSubstitute());
     EXPECT_EQ(font->Metrics().jWinPitchAndFamily, c.pitchAndFamily)
         << std::string(c.family.begin(), c.family.end());
-    EXPECT_EQ(NameAt(font->Metrics(), font->Metrics().dpwszFamilyName), c.family);
+    // Realized under the name asked for, as the face itself would be.
+    EXPECT_EQ(NameAt(font->Metrics(), font->Metrics().dpwszFamilyName), c.asked);
+    EXPECT_EQ(NameAt(font->Metrics(), font->Metrics().dpwszFaceName), c.asked);
   }
+  auto bold = Make(u"Arial", -100, 700, true);
+  EXPECT_EQ(NameAt(bold->Metrics(), bold->Metrics().dpwszFaceName), u"Arial Bold Italic");
+  EXPECT_TRUE(bold->IsSubstitute());
   // Names in their own script, with no charset, fall back to a face of
   // that script; a family that exists wins over the charset.
   auto gothic = Make(u"\uFF2D\uFF33 \u30B4\u30B7\u30C3\u30AF");
@@ -126,7 +131,7 @@ TEST(HostFontTest, MetricsAreTheFaceTables) {
   EXPECT_EQ(m.rclFontBox.top, tables.face()->bbox.yMax);
   EXPECT_EQ(m.rclFontBox.bottom, tables.face()->bbox.yMin);
   EXPECT_EQ(m.jWinCharSet, 0);
-  EXPECT_EQ(NameAt(m, m.dpwszFaceName), u"Liberation Sans Bold");
+  EXPECT_EQ(NameAt(m, m.dpwszFaceName), u"Arial Bold");  // the stand-in goes by the name asked for
   EXPECT_EQ(NameAt(m, m.dpwszStyleName), u"Bold");
   // Liberation's faces share one name ID 3; the style keeps them apart.
   EXPECT_EQ(NameAt(m, m.dpwszUniqueName), u"Ascender - Liberation Sans Bold");
@@ -525,6 +530,9 @@ TEST(HostFontTest, InstalledFaceNamesAreSortedWithPostScriptNamesBeforeNonAsciiF
   EXPECT_TRUE(std::is_sorted(families.begin(), families.end()));
   EXPECT_EQ(std::adjacent_find(families.begin(), families.end()), families.end());
   EXPECT_TRUE(std::binary_search(families.begin(), families.end(), u"Liberation Sans"));
+  // Families with an installed stand-in are listed as installed.
+  EXPECT_TRUE(std::binary_search(families.begin(), families.end(), u"Arial"));
+  EXPECT_TRUE(std::binary_search(families.begin(), families.end(), u"Calibri"));
   const auto chinese = std::find(names.begin(), names.end(), u"\u6587\u6CC9\u9A5B\u5FAE\u7C73\u9ED1");
   ASSERT_NE(chinese, names.end());
   EXPECT_EQ(*(chinese - 1), u" WenQuanYiMicroHei");
