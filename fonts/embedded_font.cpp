@@ -251,7 +251,7 @@ CKMC_CIDEmbedStandardFont::~CKMC_CIDEmbedStandardFont() = default;
 int64_t CKMC_CIDEmbedStandardFont::MapGlyph(uint16_t unicode, uint32_t glyph, uint32_t& length,
                                             int32_t& width) {
   length = 1;
-  if (auto it = byCode.find(unicode); it != byCode.end()) {
+  if (auto it = winAnsi.find(unicode); it != winAnsi.end()) {
     currentNumber = it->second.fontNumber;
     width = it->second.width;
     return it->second.code;
@@ -268,7 +268,7 @@ int64_t CKMC_CIDEmbedStandardFont::MapGlyph(uint16_t unicode, uint32_t glyph, ui
   }
   currentNumber = type1Number;
   type1Used = true;
-  byCode[unicode] = {code, width, type1Number};
+  winAnsi[unicode] = {code, width, type1Number};
   return code;
 }
 

@@ -139,7 +139,7 @@ class CKMC_CIDEmbedStandardFont : public CKMC_CIDEmbedSubFont {
   uint32_t type1Number;
   uint32_t currentNumber = 0;
   bool type1Used = false;
-  std::map<uint16_t, Entry> byCode;
+  std::map<uint16_t, Entry> winAnsi;  // Unicode value -> its code in the standard font
   std::unique_ptr<CKMC_CIDEmbedTTFont> second;
 };
 

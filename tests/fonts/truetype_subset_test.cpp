@@ -396,6 +396,7 @@ TEST_P(TrueTypeSubsetOfInstalledFonts, KeepsTheOutlinesOfTheUsedGlyphs) {
 
 INSTANTIATE_TEST_SUITE_P(Faces, TrueTypeSubsetOfInstalledFonts,
                          ::testing::Values(std::pair{"/usr/share/fonts/truetype/liberation2/LiberationSans-Regular.ttf", 0},
-                                           std::pair{"/usr/share/fonts/truetype/wqy/wqy-microhei.ttc", 1}));
+                                           std::pair{"/usr/share/fonts/truetype/wqy/wqy-microhei.ttc", 1}),
+                         [](const auto& info) { return info.param.second ? "SecondFaceOfACollection" : "OneFace"; });
 
 }  // namespace

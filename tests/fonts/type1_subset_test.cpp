@@ -363,6 +363,7 @@ TEST_P(Type1SubsetOfInstalledFonts, NumbersGlyphsAsFreeTypeAndKeepsTheirOutlines
 
 INSTANTIATE_TEST_SUITE_P(Faces, Type1SubsetOfInstalledFonts,
                          ::testing::Values("/usr/share/fonts/X11/Type1/NimbusSans-Regular.pfb",
-                                           "/usr/share/fonts/type1/urw-base35/NimbusRoman-Italic.t1"));
+                                           "/usr/share/fonts/type1/urw-base35/NimbusRoman-Italic.t1"),
+                         [](const auto& info) { return std::string(info.param).ends_with(".pfb") ? "Pfb" : "Pfa"; });
 
 }  // namespace
