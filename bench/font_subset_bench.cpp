@@ -43,7 +43,8 @@ double MedianMs(int runs, const std::function<void()>& work) {
   for (int i = 0; i < runs; ++i) {
     auto start = std::chrono::steady_clock::now();
     work();
-    times.push_back(std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count());
+    times.push_back(
+        std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count());
   }
   std::nth_element(times.begin(), times.begin() + runs / 2, times.end());
   return times[runs / 2];
@@ -65,10 +66,11 @@ std::vector<FT_UInt> GlyphsOf(const std::string& file, int index, const std::u32
   return glyphs;
 }
 
-void Report(const char* document, const char* path, size_t source, size_t glyphs, std::span<const uint8_t> out,
-            double ms) {
-  std::printf("%-6s %-58s source %9zu B  glyphs %5zu  subset %8zu B (%5.1f%%)  flate %8zu B  %8.3f ms\n", document,
-              path, source, glyphs, out.size(), 100.0 * double(out.size()) / double(source), Compressed(out), ms);
+void Report(const char* document, const char* path, size_t source, size_t glyphs,
+            std::span<const uint8_t> out, double ms) {
+  std::printf("%-6s %-58s source %9zu B  glyphs %5zu  subset %8zu B (%5.1f%%)  flate %8zu B  %8.3f ms\n",
+              document, path, source, glyphs, out.size(), 100.0 * double(out.size()) / double(source),
+              Compressed(out), ms);
 }
 
 void TrueType(const char* document, const char* path, int index, const std::u32string& text) {

@@ -325,7 +325,8 @@ bool CKMC_CIDEmbedFont::ChooseEmbedSubFont() {
   }
   trueTypeSubset.reset();
 
-  auto type1Subset = std::make_unique<CKMC_Type1Subset>(&CKMC_FontReader::Read, &CKMC_FontReader::Size, &reader);
+  auto type1Subset =
+      std::make_unique<CKMC_Type1Subset>(&CKMC_FontReader::Read, &CKMC_FontReader::Size, &reader);
   if (type1Subset->status == 0) {
     type1Subset->SetOutputForm(1);
     type1 = std::move(type1Subset);

@@ -9,8 +9,8 @@
 namespace {
 
 constexpr uint32_t Tag(const char (&name)[5]) {
-  return uint32_t(uint8_t(name[0])) << 24 | uint32_t(uint8_t(name[1])) << 16 | uint32_t(uint8_t(name[2])) << 8 |
-         uint32_t(uint8_t(name[3]));
+  return uint32_t(uint8_t(name[0])) << 24 | uint32_t(uint8_t(name[1])) << 16 |
+         uint32_t(uint8_t(name[2])) << 8 | uint32_t(uint8_t(name[3]));
 }
 
 constexpr uint32_t kTtcf = Tag("ttcf");
@@ -27,8 +27,8 @@ constexpr uint32_t kOs2 = Tag("OS/2");
 // The tables of the output, in the order of both the data and the
 // directory: glyf leads, since the closure over composites fixes the glyph
 // count that hmtx, loca and maxp are written with.
-constexpr uint32_t kOrder[] = {kGlyf, kHead, kHhea, kHmtx, kVhea, kVmtx, kLoca, kMaxp,
-                               Tag("name"), Tag("cvt "), Tag("fpgm"), Tag("prep")};
+constexpr uint32_t kOrder[] = {kGlyf, kHead, kHhea,       kHmtx,       kVhea,       kVmtx,
+                               kLoca, kMaxp, Tag("name"), Tag("cvt "), Tag("fpgm"), Tag("prep")};
 
 constexpr uint32_t kHeadMagic = 0x5F0F3CF5;
 constexpr uint32_t kChecksumBase = 0xB1B0AFBA;
@@ -41,7 +41,9 @@ constexpr uint16_t kHaveXYScale = 0x0040;
 constexpr uint16_t kHaveTwoByTwo = 0x0080;
 
 uint16_t Get16(const uint8_t* p) { return uint16_t(p[0] << 8 | p[1]); }
-uint32_t Get32(const uint8_t* p) { return uint32_t(p[0]) << 24 | uint32_t(p[1]) << 16 | uint32_t(p[2]) << 8 | p[3]; }
+uint32_t Get32(const uint8_t* p) {
+  return uint32_t(p[0]) << 24 | uint32_t(p[1]) << 16 | uint32_t(p[2]) << 8 | p[3];
+}
 
 void Put16(std::vector<uint8_t>& out, uint16_t v) {
   out.push_back(uint8_t(v >> 8));
@@ -224,7 +226,8 @@ int CKMC_TrueTypeSubset::WriteMetrics(uint32_t headTag, uint32_t metricsTag) {
   const Table* metrics = FindTable(metricsTag);
   if (!metrics) return -2;
   uint16_t longMetrics = 0;
-  if (!header || header->length < 36 || !ReadU16(uint64_t{header->offset} + 34, longMetrics) || longMetrics == 0)
+  if (!header || header->length < 36 || !ReadU16(uint64_t{header->offset} + 34, longMetrics) ||
+      longMetrics == 0)
     return -1;
   for (uint32_t i = 0; i < nextGlyph; ++i) {
     const uint32_t old = glyphs[i].oldIndex;
@@ -232,9 +235,11 @@ int CKMC_TrueTypeSubset::WriteMetrics(uint32_t headTag, uint32_t metricsTag) {
     // Glyphs behind the long metrics share the last advance and keep their
     // own side bearing.
     const uint64_t advanceAt = base + 4 * uint64_t{std::min<uint32_t>(old, longMetrics - 1u)};
-    const uint64_t bearingAt =
-        old < longMetrics ? base + 4 * uint64_t{old} + 2 : base + 4 * uint64_t{longMetrics} + 2 * uint64_t{old - longMetrics};
-    const uint64_t end = old < longMetrics ? 4 * uint64_t{old} + 4 : 4 * uint64_t{longMetrics} + 2 * uint64_t{old - longMetrics} + 2;
+    const uint64_t bearingAt = old < longMetrics
+                                   ? base + 4 * uint64_t{old} + 2
+                                   : base + 4 * uint64_t{longMetrics} + 2 * uint64_t{old - longMetrics};
+    const uint64_t end = old < longMetrics ? 4 * uint64_t{old} + 4
+                                           : 4 * uint64_t{longMetrics} + 2 * uint64_t{old - longMetrics} + 2;
     if (end > metrics->length) return -1;
     uint16_t advance = 0, bearing = 0;
     if (!ReadU16(advanceAt, advance) || !ReadU16(bearingAt, bearing)) return -1;
@@ -324,7 +329,8 @@ int CKMC_TrueTypeSubset::BuildSubset() {
       Set32(output, entry + 12, uint32_t(length));
       entry += 16;
     }
-    if (checkSumOffset != 0) Set32(output, checkSumOffset, kChecksumBase - LittleEndianSum(output, 0, output.size()));
+    if (checkSumOffset != 0)
+      Set32(output, checkSumOffset, kChecksumBase - LittleEndianSum(output, 0, output.size()));
     return 0;
   } catch (const std::bad_alloc&) {
     output.clear();

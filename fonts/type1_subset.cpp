@@ -7,6 +7,7 @@
 #include <cstring>
 #include <new>
 #include <string>
+#include <unordered_map>
 
 #include "platform/win32.h"
 
@@ -30,46 +31,53 @@ constexpr uint8_t kSyntheticNotdef[] = {0x00, 0x78, 0x38, 0x42, 0x00};
 // Adobe StandardEncoding: the glyph name of each code, null where the
 // encoding leaves the code empty.
 const char* StandardName(uint32_t code) {
-  static const char* const kLow[] = {
-      "space",      "exclam",    "quotedbl",     "numbersign", "dollar",      "percent",   "ampersand",
-      "quoteright", "parenleft", "parenright",   "asterisk",   "plus",        "comma",     "hyphen",
-      "period",     "slash",     "zero",         "one",        "two",         "three",     "four",
-      "five",       "six",       "seven",        "eight",      "nine",        "colon",     "semicolon",
-      "less",       "equal",     "greater",      "question",   "at",          "A",         "B",
-      "C",          "D",         "E",            "F",          "G",           "H",         "I",
-      "J",          "K",         "L",            "M",          "N",           "O",         "P",
-      "Q",          "R",         "S",            "T",          "U",           "V",         "W",
-      "X",          "Y",         "Z",            "bracketleft", "backslash",  "bracketright",
-      "asciicircum", "underscore", "quoteleft",  "a",          "b",           "c",         "d",
-      "e",          "f",         "g",            "h",          "i",           "j",         "k",
-      "l",          "m",         "n",            "o",          "p",           "q",         "r",
-      "s",          "t",         "u",            "v",          "w",           "x",         "y",
-      "z",          "braceleft", "bar",          "braceright", "asciitilde"};
-  static const char* const kHigh[] = {
-      "exclamdown", "cent",         "sterling",       "fraction",     "yen",           "florin",
-      "section",    "currency",     "quotesingle",    "quotedblleft", "guillemotleft", "guilsinglleft",
-      "guilsinglright", "fi",       "fl",             nullptr,        "endash",        "dagger",
-      "daggerdbl",  "periodcentered", nullptr,        "paragraph",    "bullet",        "quotesinglbase",
-      "quotedblbase", "quotedblright", "guillemotright", "ellipsis",  "perthousand",   nullptr,
-      "questiondown", nullptr,      "grave",          "acute",        "circumflex",    "tilde",
-      "macron",     "breve",        "dotaccent",      "dieresis",     nullptr,         "ring",
-      "cedilla",    nullptr,        "hungarumlaut",   "ogonek",       "caron",         "emdash"};
+  // clang-format off
+  static const char* const kLow[] = {  // 32 to 126
+      "space", "exclam", "quotedbl", "numbersign", "dollar", "percent", "ampersand", "quoteright",
+      "parenleft", "parenright", "asterisk", "plus", "comma", "hyphen", "period", "slash", "zero", "one",
+      "two", "three", "four", "five", "six", "seven", "eight", "nine", "colon", "semicolon", "less",
+      "equal", "greater", "question", "at", "A", "B", "C", "D", "E", "F", "G", "H", "I", "J", "K", "L",
+      "M", "N", "O", "P", "Q", "R", "S", "T", "U", "V", "W", "X", "Y", "Z", "bracketleft", "backslash",
+      "bracketright", "asciicircum", "underscore", "quoteleft", "a", "b", "c", "d", "e", "f", "g", "h",
+      "i", "j", "k", "l", "m", "n", "o", "p", "q", "r", "s", "t", "u", "v", "w", "x", "y", "z",
+      "braceleft", "bar", "braceright", "asciitilde"};
+  static const char* const kHigh[] = {  // 161 to 208
+      "exclamdown", "cent", "sterling", "fraction", "yen", "florin", "section", "currency", "quotesingle",
+      "quotedblleft", "guillemotleft", "guilsinglleft", "guilsinglright", "fi", "fl", nullptr, "endash",
+      "dagger", "daggerdbl", "periodcentered", nullptr, "paragraph", "bullet", "quotesinglbase",
+      "quotedblbase", "quotedblright", "guillemotright", "ellipsis", "perthousand", nullptr,
+      "questiondown", nullptr, "grave", "acute", "circumflex", "tilde", "macron", "breve", "dotaccent",
+      "dieresis", nullptr, "ring", "cedilla", nullptr, "hungarumlaut", "ogonek", "caron", "emdash"};
+  // clang-format on
   if (code >= 32 && code <= 126) return kLow[code - 32];
   if (code >= 161 && code <= 208) return kHigh[code - 161];
   switch (code) {
-    case 225: return "AE";
-    case 227: return "ordfeminine";
-    case 232: return "Lslash";
-    case 233: return "Oslash";
-    case 234: return "OE";
-    case 235: return "ordmasculine";
-    case 241: return "ae";
-    case 245: return "dotlessi";
-    case 248: return "lslash";
-    case 249: return "oslash";
-    case 250: return "oe";
-    case 251: return "germandbls";
-    default: return nullptr;
+    case 225:
+      return "AE";
+    case 227:
+      return "ordfeminine";
+    case 232:
+      return "Lslash";
+    case 233:
+      return "Oslash";
+    case 234:
+      return "OE";
+    case 235:
+      return "ordmasculine";
+    case 241:
+      return "ae";
+    case 245:
+      return "dotlessi";
+    case 248:
+      return "lslash";
+    case 249:
+      return "oslash";
+    case 250:
+      return "oe";
+    case 251:
+      return "germandbls";
+    default:
+      return nullptr;
   }
 }
 
@@ -87,6 +95,10 @@ uint8_t HexValue(uint8_t c) { return uint8_t(c < ':' ? c - 48 : c < 'G' ? c - 55
 size_t FindToken(const std::vector<uint8_t>& text, size_t from, size_t to, std::string_view token) {
   const auto* begin = reinterpret_cast<const uint8_t*>(token.data());
   size_t at = from;
+  // Whether a "%" stands on the current line before `scanned`; kept as the
+  // search goes on, so that a long line with many hits is read once.
+  size_t scanned = from;
+  bool comment = false;
   while (at < to) {
     auto hit = std::search(text.begin() + at, text.begin() + to, begin, begin + token.size());
     if (hit == text.begin() + to) return to;
@@ -95,10 +107,13 @@ size_t FindToken(const std::vector<uint8_t>& text, size_t from, size_t to, std::
     if (token[0] != '/' && pos > from && !IsDelimiter(text[pos - 1])) continue;
     const size_t after = pos + token.size();
     if (after < to && !IsDelimiter(text[after])) continue;
-    size_t line = pos;
-    while (line > from && text[line - 1] != '\n' && text[line - 1] != '\r') --line;
-    if (std::find(text.begin() + line, text.begin() + pos, '%') != text.begin() + pos) continue;
-    return pos;
+    for (; scanned < pos; ++scanned) {
+      if (text[scanned] == '\n' || text[scanned] == '\r')
+        comment = false;
+      else if (text[scanned] == '%')
+        comment = true;
+    }
+    if (!comment) return pos;
   }
   return to;
 }
@@ -178,7 +193,8 @@ bool CKMC_Type1Subset::FindSections() {
   const bool pfb = data[0] == 0x80 && data[1] == 0x01;
   if (pfb) text = 6;
   auto startsWith = [&](std::string_view prefix) {
-    return data.size() - text >= prefix.size() && std::memcmp(data.data() + text, prefix.data(), prefix.size()) == 0;
+    return data.size() - text >= prefix.size() &&
+           std::memcmp(data.data() + text, prefix.data(), prefix.size()) == 0;
   };
   if (!startsWith("%!PS-AdobeFont") && !startsWith("%!FontType")) return false;
 
@@ -203,7 +219,8 @@ bool CKMC_Type1Subset::FindSections() {
     cipherStart = clearEnd + 6;
     cipherEnd = cipherStart + length;
     dataEnd = cipherEnd;
-    for (size_t at = cipherEnd; segment(at, type, length) && type != 3; at = dataEnd) dataEnd = at + 6 + length;
+    for (size_t at = cipherEnd; segment(at, type, length) && type != 3; at = dataEnd)
+      dataEnd = at + 6 + length;
   } else {
     clearStart = 0;
     dataEnd = data.size();
@@ -214,9 +231,12 @@ bool CKMC_Type1Subset::FindSections() {
     clearEnd = cipherStart;
     // A PFA's private part is hexadecimal when its first four bytes are hex
     // digits, as the Type 1 format tells them apart; the URW faces carry a
-    // binary one.
-    isHex = cipherStart + 4 <= data.size() &&
-            std::all_of(data.begin() + cipherStart, data.begin() + cipherStart + 4, IsHexDigit);
+    // binary one. Blank lines before a hexadecimal part are passed over.
+    size_t digits = cipherStart;
+    while (digits < data.size() && data[digits] != 0 && IsBlank(data[digits])) ++digits;
+    isHex = digits + 4 <= data.size() &&
+            std::all_of(data.begin() + digits, data.begin() + digits + 4, IsHexDigit);
+    if (isHex) cipherStart = digits;
     // The cipher ends where the trailer of zeros before the last
     // "cleartomark" begins.
     size_t mark = data.size();
@@ -225,7 +245,8 @@ bool CKMC_Type1Subset::FindSections() {
       mark = at;
     if (mark == data.size()) return false;
     cipherEnd = mark;
-    while (cipherEnd > cipherStart && (data[cipherEnd - 1] == '0' || IsBlank(data[cipherEnd - 1]))) --cipherEnd;
+    while (cipherEnd > cipherStart && (data[cipherEnd - 1] == '0' || IsBlank(data[cipherEnd - 1])))
+      --cipherEnd;
   }
   clearToMark = FindToken(data, cipherEnd, dataEnd, "cleartomark");
   return clearToMark != dataEnd;
@@ -274,7 +295,8 @@ bool CKMC_Type1Subset::FindCharStrings() {
   afterGlyphs = at;
 
   // .notdef is glyph 0: moved there, or made when the font lacks it.
-  auto notdef = std::find_if(glyphs.begin(), glyphs.end(), [](const Glyph& g) { return g.name == ".notdef"; });
+  auto notdef =
+      std::find_if(glyphs.begin(), glyphs.end(), [](const Glyph& g) { return g.name == ".notdef"; });
   if (notdef == glyphs.end()) {
     Glyph made;
     made.name = ".notdef";
@@ -285,6 +307,14 @@ bool CKMC_Type1Subset::FindCharStrings() {
   }
   std::swap(glyphs.front(), *notdef);
   order.assign(1, 0);
+
+  std::unordered_map<std::string_view, uint32_t> standardCode;
+  for (uint32_t code = 0; code < 256; ++code)
+    if (const char* name = StandardName(code)) standardCode.emplace(name, code);
+  for (uint32_t i = 1; i < glyphs.size(); ++i) {
+    auto found = standardCode.find(glyphs[i].name);
+    if (found != standardCode.end() && standardGlyph[found->second] == 0) standardGlyph[found->second] = i;
+  }
 
   closeFileAt = FindToken(plain, afterGlyphs, end, "closefile");
   return closeFileAt != end;
@@ -328,8 +358,8 @@ void CKMC_Type1Subset::Closure(const Glyph& glyph) {
         value = v <= 250 ? (v - 247) * 256 + w + 108 : -(v - 251) * 256 - w - 108;
       } else {
         if (bytes.size() - at < 4) return;
-        value = int32_t(uint32_t(bytes[at]) << 24 | uint32_t(bytes[at + 1]) << 16 | uint32_t(bytes[at + 2]) << 8 |
-                        bytes[at + 3]);
+        value = int32_t(uint32_t(bytes[at]) << 24 | uint32_t(bytes[at + 1]) << 16 |
+                        uint32_t(bytes[at + 2]) << 8 | bytes[at + 3]);
         at += 4;
       }
       if (count < 5) numbers[count++] = value;
@@ -341,16 +371,8 @@ void CKMC_Type1Subset::Closure(const Glyph& glyph) {
       op = 32 + bytes[at++];
     }
     if (op == kSeac && count == 5) {
-      for (int32_t code : {numbers[3], numbers[4]}) {
-        const char* name = code >= 0 && code <= 255 ? StandardName(uint32_t(code)) : nullptr;
-        if (!name) continue;
-        for (uint32_t i = 1; i < glyphs.size(); ++i) {
-          if (glyphs[i].name == name) {
-            MapCharString(i);
-            break;
-          }
-        }
-      }
+      for (int32_t code : {numbers[3], numbers[4]})
+        if (code >= 0 && code <= 255 && standardGlyph[code] != 0) MapCharString(standardGlyph[code]);
     }
     count = 0;
   }
@@ -422,8 +444,8 @@ int CKMC_Type1Subset::WriteFontProgram() {
     Encrypt(plain.data() + afterCount, firstGlyph - afterCount);
     for (uint32_t index : order) {
       const Glyph& glyph = glyphs[index];
-      std::string head = "/" + std::string(glyph.name) + " " + std::to_string(glyph.end - glyph.start) + " " +
-                         rdToken + " ";
+      std::string head =
+          "/" + std::string(glyph.name) + " " + std::to_string(glyph.end - glyph.start) + " " + rdToken + " ";
       Encrypt(head);
       Encrypt(glyph.start, size_t(glyph.end - glyph.start));
       Encrypt(std::string(ndToken) + "\n");

@@ -68,6 +68,9 @@ class CKMC_Type1Subset {
   const char* rdToken = "RD";
   const char* ndToken = "ND";
   std::vector<Glyph> glyphs;
+  // Per StandardEncoding code, the first glyph (above 0) of that name; 0 for
+  // none. Found once, so that a charstring full of seac costs no search.
+  uint32_t standardGlyph[256] = {};
   std::vector<uint32_t> order;  // new index -> source index
   uint32_t nextGlyph = 1;
   int outputForm = 1;

@@ -21,7 +21,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   CKMC_FontReader reader{data, size};
   CKMC_Type1Subset subset(&CKMC_FontReader::Read, &CKMC_FontReader::Size, &reader);
   if (subset.status != 0) return 0;
-  for (size_t i = 1; i <= 8 && i < size; ++i) subset.MapCharString(data[size - i] % (subset.GlyphCount() + 1));
+  for (size_t i = 1; i <= 8 && i < size; ++i)
+    subset.MapCharString(data[size - i] % (subset.GlyphCount() + 1));
   subset.MapCharString(subset.GlyphCount() - 1);
   for (int form : {1, 0, 2}) {
     subset.SetOutputForm(form);

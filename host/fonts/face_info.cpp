@@ -603,7 +603,9 @@ IFIMETRICS FaceMetrics(FT_Face face, bool symbol) {
   m.lItalicAngle = post      ? LONG(std::lround(double(post->italicAngle) / 65536.0 * 10.0))
                    : hasInfo ? LONG(info.italic_angle * 10)
                              : 0;
-  const bool fixedPitch = post ? post->isFixedPitch != 0 : hasInfo ? info.is_fixed_pitch != 0 : FT_IS_FIXED_WIDTH(face);
+  const bool fixedPitch = post      ? post->isFixedPitch != 0
+                          : hasInfo ? info.is_fixed_pitch != 0
+                                    : FT_IS_FIXED_WIDTH(face);
   m.jWinPitchAndFamily = BYTE((fixedPitch ? 1 : 2) | FamilyNibble(os2, fixedPitch));
   m.usWinWeight = os2 && os2->usWeightClass >= 1 && os2->usWeightClass <= 1000 ? os2->usWeightClass
                   : FaceIsBold(face)                                           ? 700

@@ -1,10 +1,9 @@
 // Embedded fonts: the ToUnicode CMap text, both /W forms, the choice of
 // program kind for installed TrueType, collection and CFF faces, mode 3's
 // standard fonts, and the objects written at document end.
+#include <ft2build.h>
 #include <gtest/gtest.h>
 #include <zlib.h>
-
-#include <ft2build.h>
 #include FT_FREETYPE_H
 
 #include <memory>
@@ -39,11 +38,12 @@ TEST(ToUnicode, SinglesRangesAndTheirGroups) {
 
   // Codes and values running on together make a range; a break in either
   // leaves singles; a value of 0 is written as it is.
-  EXPECT_EQ(BuildToUnicodeText(Records({{1, 0x41}, {2, 0x42}, {3, 0x43}, {4, 0x45}, {6, 0x46}, {7, 0}})).str(),
-            kHead +
-                "3 beginbfchar \n<0004><0045> \n<0006><0046> \n<0007><0000> \nendbfchar \n"
-                "1 beginbfrange \n<0001><0003><0041> \nendbfrange \n" +
-                kTail);
+  EXPECT_EQ(
+      BuildToUnicodeText(Records({{1, 0x41}, {2, 0x42}, {3, 0x43}, {4, 0x45}, {6, 0x46}, {7, 0}})).str(),
+      kHead +
+          "3 beginbfchar \n<0004><0045> \n<0006><0046> \n<0007><0000> \nendbfchar \n"
+          "1 beginbfrange \n<0001><0003><0041> \nendbfrange \n" +
+          kTail);
 
   // 100 singles are one group, 101 are two.
   std::vector<CKMC_GlyphRecord> hundred{{0, 0, 0, 0}};
@@ -210,7 +210,8 @@ TEST_F(EmbeddedFonts, CjkTextWritesItsWidthsByRunsAndVerticalTextItsOwnFont) {
 TEST_F(EmbeddedFonts, ACffFaceCarriesItsWholeTableWithEveryGlyphNamed) {
   snk::fonts::HostFont* host = Realize(u"Nimbus Sans");
   ASSERT_NE(host, nullptr);
-  if (host->Face().path.find(".otf") == std::string::npos) GTEST_SKIP() << "Nimbus Sans is not installed as CFF";
+  if (host->Face().path.find(".otf") == std::string::npos)
+    GTEST_SKIP() << "Nimbus Sans is not installed as CFF";
   std::vector<CKMC_MappedCharacter> mapped = Map(host, u"Hi");
   auto& font = dynamic_cast<CKMC_CIDEmbedFont&>(catalogue_.FindOrCreateFont(host->Fontobj()));
   auto* cff = dynamic_cast<CKMC_CIDEmbedOTFont*>(font.subFont.get());

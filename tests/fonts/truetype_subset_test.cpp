@@ -2,9 +2,8 @@
 // rebuilt metrics and locations), the closure over composite glyphs, the
 // faces of a collection, real fonts read back by FreeType, and files that
 // lie about themselves.
-#include <gtest/gtest.h>
-
 #include <ft2build.h>
+#include <gtest/gtest.h>
 #include FT_FREETYPE_H
 #include FT_OUTLINE_H
 
@@ -246,7 +245,8 @@ TEST(TrueTypeSubset, GlyphsBehindTheLongMetricsShareTheLastAdvance) {
 TEST(TrueTypeSubset, ShortLocationsAreHalvedAndCompositesBringTheirComponents) {
   FontSpec spec;
   // Glyph 3 is built of 4 and 1; glyph 5 of itself and 3.
-  spec.glyphs = {Simple('n'), Simple('a'), Simple('b'), Composite({4, 1}), Simple('d', 10), Composite({5, 3})};
+  spec.glyphs = {Simple('n'),       Simple('a'),     Simple('b'),
+                 Composite({4, 1}), Simple('d', 10), Composite({5, 3})};
   spec.locaFormat = 0;
   Subset s(Sfnt(Tables(spec)));
   ASSERT_EQ(s.subset.MapOldGlyph(1), 1);
@@ -394,9 +394,10 @@ TEST_P(TrueTypeSubsetOfInstalledFonts, KeepsTheOutlinesOfTheUsedGlyphs) {
   FT_Done_FreeType(library);
 }
 
-INSTANTIATE_TEST_SUITE_P(Faces, TrueTypeSubsetOfInstalledFonts,
-                         ::testing::Values(std::pair{"/usr/share/fonts/truetype/liberation2/LiberationSans-Regular.ttf", 0},
-                                           std::pair{"/usr/share/fonts/truetype/wqy/wqy-microhei.ttc", 1}),
-                         [](const auto& info) { return info.param.second ? "SecondFaceOfACollection" : "OneFace"; });
+INSTANTIATE_TEST_SUITE_P(
+    Faces, TrueTypeSubsetOfInstalledFonts,
+    ::testing::Values(std::pair{"/usr/share/fonts/truetype/liberation2/LiberationSans-Regular.ttf", 0},
+                      std::pair{"/usr/share/fonts/truetype/wqy/wqy-microhei.ttc", 1}),
+    [](const auto& info) { return info.param.second ? "SecondFaceOfACollection" : "OneFace"; });
 
 }  // namespace

@@ -2,10 +2,9 @@
 // form (both token pairs, accented glyphs, a missing .notdef), the three
 // output forms with true section lengths, the installed URW faces read back
 // by FreeType, programs that lie, and the private scratch file.
+#include <ft2build.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-
-#include <ft2build.h>
 #include FT_FREETYPE_H
 
 #include <cstdlib>
@@ -100,15 +99,19 @@ Program MakeProgram(bool dashTokens, bool withNotdef = true) {
       {"Aacute", CharString({0, 0, 100, 65, 194}, "\x0c\x06")},  // seac of A and acute
       {"B", CharString({0, 650}, "\x0d\x0e")},
       {".notdef", CharString({0, 250}, "\x0d\x0e")}};
-  std::string plain = "wxyz\ndup /Private 8 dict dup begin\n/" + rd + " {string currentfile exch readstring pop} def\n";
+  std::string plain =
+      "wxyz\ndup /Private 8 dict dup begin\n/" + rd + " {string currentfile exch readstring pop} def\n";
   plain += std::string("/") + nd + " {def} def\n/lenIV 4 def\n2 index /CharStrings " +
            std::to_string(withNotdef ? 5 : 4) + " dict dup begin\n";
   for (const char* name : {"A", "acute", ".notdef", "Aacute", "B"}) {
     if (!withNotdef && std::string(name) == ".notdef") continue;
     const std::string bytes = Encrypt(glyphs[name], 4330);
-    plain += "/" + std::string(name) + " " + std::to_string(bytes.size()) + " " + rd + " " + bytes + " " + nd + "\n";
+    plain += "/" + std::string(name) + " " + std::to_string(bytes.size()) + " " + rd + " " + bytes + " " +
+             nd + "\n";
   }
-  plain += "end\nend\nreadonly put\nnoaccess put\ndup /FontName get exch definefont pop\nmark currentfile closefile\n";
+  plain +=
+      "end\nend\nreadonly put\nnoaccess put\ndup /FontName get exch definefont pop\nmark currentfile "
+      "closefile\n";
   p.privatePart = plain;
   for (int i = 0; i < 8; ++i) p.trailer += std::string(64, '0') + "\n";
   p.trailer += "cleartomark\n";
@@ -123,7 +126,9 @@ std::string Segment(uint8_t type, const std::string& bytes) {
 std::string Pfb(const Program& p) {
   return Segment(1, p.clear) + Segment(2, Encrypt(p.privatePart, 55665)) + Segment(1, p.trailer) + "\x80\x03";
 }
-std::string HexPfa(const Program& p) { return p.clear + Hex(Encrypt(p.privatePart, 55665)) + "\n" + p.trailer; }
+std::string HexPfa(const Program& p) {
+  return p.clear + Hex(Encrypt(p.privatePart, 55665)) + "\n" + p.trailer;
+}
 std::string BinaryPfa(const Program& p) { return p.clear + Encrypt(p.privatePart, 55665) + "\n" + p.trailer; }
 
 struct Subset {
@@ -252,7 +257,8 @@ TEST_F(Type1Subset, AFontWithoutNotdefGetsOne) {
   s.subset.MapCharString(4);
   ASSERT_EQ(s.subset.WriteFontProgram(), 0);
   const std::string plain = Decrypt(Unhex(s.Out().substr(s.subset.length1, s.subset.length2)), 55665);
-  EXPECT_NE(plain.find("/.notdef 5 RD " + std::string("\x00\x78\x38\x42\x00", 5) + "ND\n"), std::string::npos);
+  EXPECT_NE(plain.find("/.notdef 5 RD " + std::string("\x00\x78\x38\x42\x00", 5) + "ND\n"),
+            std::string::npos);
 }
 
 TEST_F(Type1Subset, ProgramsThatLieAreRefused) {
@@ -284,6 +290,43 @@ TEST_F(Type1Subset, ProgramsThatLieAreRefused) {
   EXPECT_EQ(Subset(HexPfa(noMark)).subset.status, -1);
   EXPECT_EQ(Subset("%!PS-AdobeFont-1.0 and nothing else").subset.status, -1);
   EXPECT_EQ(Subset("not a font at all, not at all").subset.status, -1);
+}
+
+TEST_F(Type1Subset, AHexPartMayFollowBlankLines) {
+  const Program p = MakeProgram(false);
+  Subset s(p.clear + "\r\n\n" + Hex(Encrypt(p.privatePart, 55665)) + "\n" + p.trailer);
+  ASSERT_EQ(s.subset.status, 0);
+  EXPECT_EQ(s.subset.MapCharString(3), 3u) << "Aacute after A and acute";
+}
+
+// A comment line full of tokens and a charstring full of seac are each read
+// once: searched again per hit or per accent they would take minutes.
+TEST_F(Type1Subset, ManyTokensOnALineAndManyAccentsStayCheap) {
+  Program p = MakeProgram(false);
+  const size_t firstLine = p.clear.find('\n');
+  std::string comment;
+  for (int i = 0; i < 100000; ++i) comment += " eexec";
+  p.clear.insert(firstLine, comment);
+  const std::string seac = CharString({0, 0, 100, 65, 194}, "\x0c\x06");
+  std::string accents = seac;
+  // Accents of C and D, which the font lacks.
+  for (int i = 0; i < 200000; ++i) accents += CharString({0, 0, 100, 67, 68}, "\x0c\x06").substr(4);
+  const std::string oldBytes = Encrypt(seac, 4330), newBytes = Encrypt(accents, 4330);
+  const size_t at = p.privatePart.find("/Aacute ");
+  p.privatePart.replace(at, std::strlen("/Aacute 12 RD ") + oldBytes.size(),
+                        "/Aacute " + std::to_string(newBytes.size()) + " RD " + newBytes);
+  std::string filler;
+  for (int i = 0; i < 20000; ++i)
+    filler += "/g" + std::to_string(i) + " " + std::to_string(oldBytes.size()) + " RD " + oldBytes + " ND\n";
+  p.privatePart.replace(p.privatePart.find("end\nend"), 0, filler);
+  p.privatePart.replace(p.privatePart.find("/CharStrings 5"), 14, "/CharStrings 20005");
+
+  Subset s(BinaryPfa(p));
+  ASSERT_EQ(s.subset.status, 0);
+  ASSERT_EQ(s.subset.GlyphCount(), 20005u);
+  EXPECT_EQ(s.subset.MapCharString(3), 3u);
+  ASSERT_EQ(s.subset.WriteFontProgram(), 0);
+  EXPECT_EQ(s.Out().substr(0, firstLine + 6), p.clear.substr(0, firstLine + 6));
 }
 
 TEST_F(Type1Subset, TheDecryptedTextGoesToAPrivateScratchFile) {
@@ -327,8 +370,8 @@ TEST_P(Type1SubsetOfInstalledFonts, NumbersGlyphsAsFreeTypeAndKeepsTheirOutlines
   FT_Library library;
   ASSERT_EQ(FT_Init_FreeType(&library), 0);
   FT_Face source = nullptr;
-  ASSERT_EQ(FT_New_Memory_Face(library, reinterpret_cast<const FT_Byte*>(file.data()), FT_Long(file.size()), 0,
-                               &source),
+  ASSERT_EQ(FT_New_Memory_Face(library, reinterpret_cast<const FT_Byte*>(file.data()), FT_Long(file.size()),
+                               0, &source),
             0);
   ASSERT_EQ(FT_Long(s.subset.GlyphCount()), source->num_glyphs);
   char name[64];
@@ -354,7 +397,8 @@ TEST_P(Type1SubsetOfInstalledFonts, NumbersGlyphsAsFreeTypeAndKeepsTheirOutlines
     ASSERT_EQ(FT_Load_Glyph(subset, now, FT_LOAD_NO_SCALE | FT_LOAD_NO_HINTING), 0);
     const FT_Outline b = subset->glyph->outline;
     ASSERT_EQ(b.n_points, a.n_points) << name;
-    for (int i = 0; i < b.n_points; ++i) EXPECT_TRUE(b.points[i].x == want[i].x && b.points[i].y == want[i].y);
+    for (int i = 0; i < b.n_points; ++i)
+      EXPECT_TRUE(b.points[i].x == want[i].x && b.points[i].y == want[i].y);
   }
   FT_Done_Face(subset);
   FT_Done_Face(source);
@@ -364,6 +408,8 @@ TEST_P(Type1SubsetOfInstalledFonts, NumbersGlyphsAsFreeTypeAndKeepsTheirOutlines
 INSTANTIATE_TEST_SUITE_P(Faces, Type1SubsetOfInstalledFonts,
                          ::testing::Values("/usr/share/fonts/X11/Type1/NimbusSans-Regular.pfb",
                                            "/usr/share/fonts/type1/urw-base35/NimbusRoman-Italic.t1"),
-                         [](const auto& info) { return std::string(info.param).ends_with(".pfb") ? "Pfb" : "Pfa"; });
+                         [](const auto& info) {
+                           return std::string(info.param).ends_with(".pfb") ? "Pfb" : "Pfa";
+                         });
 
 }  // namespace
