@@ -85,7 +85,11 @@ CKMC_TrueTypeSubset::CKMC_TrueTypeSubset(uint32_t faceIndex, CKMC_FontReadProc r
     uint32_t faces = 0;
     if (!ReadU32(8, faces) || faceIndex >= faces || !ReadU32(12 + 4 * uint64_t{faceIndex}, start)) return;
   }
-  if (!ReadU16(uint64_t{start} + 4, tableCount)) return;
+  // A directory longer than the file fails before room is made for it.
+  uint8_t last;
+  if (!ReadU16(uint64_t{start} + 4, tableCount) || tableCount == 0 ||
+      !Read(uint64_t{start} + 12 + 16 * uint64_t{tableCount} - 1, &last, 1))
+    return;
   std::vector<uint8_t> directory(size_t{tableCount} * 16);
   if (!Read(uint64_t{start} + 12, directory.data(), directory.size())) return;
   tables.resize(tableCount);
@@ -191,11 +195,16 @@ int CKMC_TrueTypeSubset::WriteGlyf() {
   // The walk takes in the components of composites as it meets them, so
   // `nextGlyph` grows while it runs; each glyph is visited once.
   for (uint32_t i = 0; i < nextGlyph; ++i) {
-    glyphs[i].newOffset = uint32_t(output.size() - tableStart);
+    const uint32_t written = uint32_t(output.size() - tableStart);
+    glyphs[i].newOffset = written;
     const uint32_t old = glyphs[i].oldIndex;
     const uint64_t start = loca(old), end = loca(old + 1);
     if (end < start || end > glyf->length) return -1;
     const uint32_t length = uint32_t(end - start);
+    // Glyphs in ascending locations never hold more than the source table
+    // together; more means locations that overlap, which could otherwise
+    // copy the same bytes once per glyph.
+    if (uint64_t{written} + length > glyf->length) return -1;
     if (length == 0) continue;  // an empty glyph, such as the space
     const size_t at = output.size();
     if (!CopySource(uint64_t{glyf->offset} + start, length)) return -1;

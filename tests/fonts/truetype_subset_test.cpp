@@ -343,15 +343,65 @@ TEST(TrueTypeSubset, FilesThatLieFailWithoutHarm) {
   EXPECT_EQ(c.subset.GlyphCount(), 3);
 }
 
+TEST(TrueTypeSubset, ClosureEndsOnLoopsAndStrayComponents) {
+  // 1 and 2 are built of each other; 3 names a glyph the font lacks.
+  FontSpec spec;
+  spec.glyphs = {Simple('n'), Composite({2}), Composite({1, 4}), Composite({70, 2})};
+  Subset s(Sfnt(Tables(spec)));
+  EXPECT_EQ(s.subset.MapOldGlyph(3), 1);
+  ASSERT_EQ(s.subset.BuildSubset(), 0);
+  EXPECT_EQ(s.subset.GlyphCount(), 4);
+  EXPECT_EQ(Parse(s.subset.Output()).tables["glyf"],
+            Simple('n') + Composite({0, 2}) + Composite({3, 0}) + Composite({2}));
+
+  // Locations that go back and forth would copy the whole glyph table
+  // once for each odd glyph.
+  FontSpec many;
+  for (int i = 0; i < 40; ++i) many.glyphs.push_back(Simple('a', 100));
+  auto tables = Tables(many);
+  std::string loca;
+  for (int i = 0; i <= 40; ++i) Put32(loca, i % 2 ? 0 : 4000);
+  loca.replace(0, 4, std::string(4, '\0'));
+  tables["loca"] = loca;
+  Subset o(Sfnt(tables));
+  for (uint32_t g = 1; g < 40; g += 2) o.subset.MapOldGlyph(g);
+  EXPECT_EQ(o.subset.BuildSubset(), -1);
+}
+
+TEST(TrueTypeSubset, RefusesFacesItCannotIndex) {
+  FontSpec spec;
+  spec.glyphs = {Simple('n'), Simple('a')};
+  auto noGlyphs = Tables(spec);
+  noGlyphs["maxp"][4] = noGlyphs["maxp"][5] = 0;
+  EXPECT_EQ(Subset(Sfnt(noGlyphs)).subset.status, -1);
+  auto longLoca = Tables(spec);
+  longLoca["head"][51] = 2;
+  Subset bad(Sfnt(longLoca));
+  EXPECT_EQ(bad.subset.status, -1);
+  EXPECT_EQ(bad.subset.MapOldGlyph(1), 0);
+  EXPECT_EQ(bad.subset.BuildSubset(), -1);
+  auto noLongMetrics = Tables(spec);
+  noLongMetrics["hhea"][34] = noLongMetrics["hhea"][35] = 0;
+  Subset h(Sfnt(noLongMetrics));
+  ASSERT_EQ(h.subset.status, 0);
+  h.subset.MapOldGlyph(1);
+  EXPECT_EQ(h.subset.BuildSubset(), -1);
+  h.subset.SetMetricFlags(0);
+  EXPECT_EQ(h.subset.BuildSubset(), 0) << "without horizontal metrics hhea is not read";
+}
+
 // Installed fonts, read back by FreeType: every kept glyph has the outline
 // and advance of its source glyph.
 class TrueTypeSubsetOfInstalledFonts : public ::testing::TestWithParam<std::pair<const char*, int>> {};
 
+// A glyph's points followed by its contour ends (as x, with y -1).
 std::vector<FT_Vector> Points(FT_Face face, FT_UInt glyph, FT_Pos& advance) {
   EXPECT_EQ(FT_Load_Glyph(face, glyph, FT_LOAD_NO_SCALE | FT_LOAD_NO_HINTING), 0);
   advance = face->glyph->metrics.horiAdvance;
   const FT_Outline& o = face->glyph->outline;
-  return std::vector<FT_Vector>(o.points, o.points + o.n_points);
+  std::vector<FT_Vector> points(o.points, o.points + o.n_points);
+  for (int i = 0; i < o.n_contours; ++i) points.push_back({o.contours[i], -1});
+  return points;
 }
 
 TEST_P(TrueTypeSubsetOfInstalledFonts, KeepsTheOutlinesOfTheUsedGlyphs) {
