@@ -121,18 +121,8 @@ void CKMC_CIDEmbedSubFont::WriteSubFont() {
   font.WriteDescriptor(descriptor, 0);
 
   const CKM_ByteString baseFont = PdfFontName(font.TaggedName());
-  auto writeType0 = [&](uint32_t number, const char* encoding) {
-    CKMC_Dictionary type0;
-    type0.SetLiteral("/Type", "/Font");
-    type0.SetLiteral("/BaseFont", baseFont);
-    type0.SetLiteral("/Subtype", "/Type0");
-    type0.SetLiteral("/DescendantFonts", CKM_ByteString("[" + std::to_string(descendant) + " 0 R]"));
-    type0.SetLiteral("/Encoding", encoding);
-    type0.SetReference("/ToUnicode", toUnicode);
-    writer.WriteIndirectObject(number, &type0);
-  };
-  if (usedH) writeType0(numberH, "/Identity-H");
-  if (usedV) writeType0(numberV, "/Identity-V");
+  if (usedH) WriteType0Font(writer, numberH, baseFont, descendant, "/Identity-H", toUnicode);
+  if (usedV) WriteType0Font(writer, numberV, baseFont, descendant, "/Identity-V", toUnicode);
 
   CKMC_Dictionary cidFont;
   cidFont.SetLiteral("/CIDSystemInfo", "<</Registry (Adobe) /Ordering (Identity) /Supplement 0>>");

@@ -170,6 +170,18 @@ uint32_t CKMC_CIDSubFont::GetFontNumber(bool vertical) {
   return fontNumber;
 }
 
+void WriteType0Font(CKMC_DocumentWriter& writer, uint32_t number, const CKM_ByteString& baseFont,
+                    uint32_t descendant, const char* encoding, uint32_t toUnicode) {
+  CKMC_Dictionary dict;
+  dict.SetLiteral("/Type", "/Font");
+  dict.SetLiteral("/BaseFont", baseFont);
+  dict.SetLiteral("/Subtype", "/Type0");
+  dict.SetLiteral("/DescendantFonts", CKM_ByteString("[" + std::to_string(descendant) + " 0 R]"));
+  dict.SetLiteral("/Encoding", encoding);
+  if (toUnicode) dict.SetReference("/ToUnicode", toUnicode);
+  writer.WriteIndirectObject(number, &dict);
+}
+
 void CKMC_CIDSubFont::WriteFontObject(uint32_t descriptorNumber) {
   CKMC_DocumentWriter& writer = font.catalogue.writer;
   const CidCollection collection = CollectionOf(charset);
@@ -178,17 +190,8 @@ void CKMC_CIDSubFont::WriteFontObject(uint32_t descriptorNumber) {
 
   // The horizontal and the vertical Type 0 font differ by their CMap only
   // and share the descendant; a direction never used is not written.
-  auto writeType0 = [&](uint32_t number, const char* encoding) {
-    CKMC_Dictionary dict;
-    dict.SetLiteral("/Type", "/Font");
-    dict.SetLiteral("/BaseFont", baseFont);
-    dict.SetLiteral("/Subtype", "/Type0");
-    dict.SetLiteral("/DescendantFonts", CKM_ByteString("[" + std::to_string(descendant) + " 0 R]"));
-    dict.SetLiteral("/Encoding", encoding);
-    writer.WriteIndirectObject(number, &dict);
-  };
-  if (horizontalUsed) writeType0(fontNumber, collection.horizontal);
-  if (verticalUsed) writeType0(verticalNumber, collection.vertical);
+  if (horizontalUsed) WriteType0Font(writer, fontNumber, baseFont, descendant, collection.horizontal, 0);
+  if (verticalUsed) WriteType0Font(writer, verticalNumber, baseFont, descendant, collection.vertical, 0);
 
   // No widths: the text's own positions place every glyph.
   CKMC_Dictionary cidFont;

@@ -141,5 +141,9 @@ class CKMC_SymbolFont : public CKMC_Font {
 // first to the last code with a non-zero width (both 255 for a table of
 // zeros).
 void SetWidthEntries(CKMC_Dictionary& dict, const std::array<uint16_t, 256>& widths);
+// A Type 0 font under `number` over the CIDFont `descendant`, with the
+// CMap `encoding` and, unless `toUnicode` is 0, a /ToUnicode reference.
+void WriteType0Font(CKMC_DocumentWriter& writer, uint32_t number, const CKM_ByteString& baseFont,
+                    uint32_t descendant, const char* encoding, uint32_t toUnicode);
 // "/" and the PDF-escaped name.
 CKM_ByteString PdfFontName(const CKM_ByteString& name);

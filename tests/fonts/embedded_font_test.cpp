@@ -59,38 +59,8 @@ TEST(ToUnicode, SinglesRangesAndTheirGroups) {
 }
 
 // The objects of a document's fonts, read back from the writer's file.
-class EmbeddedFonts : public snk::test::WriterTest {
+class EmbeddedFonts : public snk::test::FontCatalogueTest {
  protected:
-  void SetUp() override {
-    WriterTest::SetUp();
-    CKMC_CoreModule::Shutdown();
-    ASSERT_NE(CKMC_CoreModule::Startup(nullptr), nullptr);
-  }
-  void TearDown() override {
-    CKMC_CoreModule::Shutdown();
-    WriterTest::TearDown();
-  }
-
-  snk::fonts::HostFont* Realize(std::u16string face, int32_t weight = 400) {
-    snk::fonts::FontRequest request;
-    request.faceName = std::move(face);
-    request.height = -100;
-    request.weight = weight;
-    std::string error;
-    hostFonts_.push_back(snk::fonts::HostFont::Realize(request, &error));
-    EXPECT_NE(hostFonts_.back(), nullptr) << error;
-    return hostFonts_.back().get();
-  }
-  snk::fonts::HostFont* RealizeBytes(std::u16string family, std::vector<uint8_t> file) {
-    snk::fonts::FontRequest request;
-    request.faceName = family;
-    request.height = -100;
-    std::string error;
-    hostFonts_.push_back(snk::fonts::HostFont::RealizeFromBytes(request, std::move(file), 0, "tiny", &error));
-    EXPECT_NE(hostFonts_.back(), nullptr) << error;
-    return hostFonts_.back().get();
-  }
-
   // Maps each character of `text` through the catalogue's font for `host`.
   std::vector<CKMC_MappedCharacter> Map(snk::fonts::HostFont* host, std::u16string_view text,
                                         bool vertical = false) {
@@ -134,11 +104,10 @@ class EmbeddedFonts : public snk::test::WriterTest {
   uint32_t embed_ = 2, warn_ = 0;
   std::vector<uint8_t> faces_;
   CKMC_FontCatalogue catalogue_{writer_, {embed_, warn_, faces_}};
-  std::vector<std::unique_ptr<snk::fonts::HostFont>> hostFonts_;
 };
 
 TEST_F(EmbeddedFonts, ATrueTypeFaceIsSubsetUnderIdentityWithItsWidthsAndText) {
-  snk::fonts::HostFont* host = Realize(u"Liberation Sans");
+  snk::fonts::HostFont* host = RealizeFace(u"Liberation Sans");
   ASSERT_NE(host, nullptr);
   std::vector<CKMC_MappedCharacter> mapped = Map(host, u"HeH\u00e9");
   auto& font = dynamic_cast<CKMC_CIDEmbedFont&>(catalogue_.FindOrCreateFont(host->Fontobj()));
@@ -190,7 +159,7 @@ TEST_F(EmbeddedFonts, ATrueTypeFaceIsSubsetUnderIdentityWithItsWidthsAndText) {
 }
 
 TEST_F(EmbeddedFonts, CjkTextWritesItsWidthsByRunsAndVerticalTextItsOwnFont) {
-  snk::fonts::HostFont* host = Realize(u"WenQuanYi Micro Hei");
+  snk::fonts::HostFont* host = RealizeFace(u"WenQuanYi Micro Hei");
   ASSERT_NE(host, nullptr);
   Map(host, u"\u4e2d\u6587a");
   Map(host, u"\u4e2d", true);
@@ -208,7 +177,7 @@ TEST_F(EmbeddedFonts, CjkTextWritesItsWidthsByRunsAndVerticalTextItsOwnFont) {
 }
 
 TEST_F(EmbeddedFonts, ACffFaceCarriesItsWholeTableWithEveryGlyphNamed) {
-  snk::fonts::HostFont* host = Realize(u"Nimbus Sans");
+  snk::fonts::HostFont* host = RealizeFace(u"Nimbus Sans");
   ASSERT_NE(host, nullptr);
   if (host->Face().path.find(".otf") == std::string::npos)
     GTEST_SKIP() << "Nimbus Sans is not installed as CFF";

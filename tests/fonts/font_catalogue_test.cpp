@@ -146,29 +146,12 @@ TEST_F(GlyphSets, InACollectionOnlyAUtf16FullNameChoosesTheFace) {
 
 // ------------------------------------------------------------ host fonts
 
-class Catalogue : public snk::test::WriterTest {
+class Catalogue : public snk::test::FontCatalogueTest {
  protected:
-  void SetUp() override {
-    WriterTest::SetUp();
-    CKMC_CoreModule::Shutdown();
-    ASSERT_NE(CKMC_CoreModule::Startup(nullptr), nullptr);
-  }
-  void TearDown() override {
-    CKMC_CoreModule::Shutdown();
-    WriterTest::TearDown();
-  }
-
   FONTOBJ* Realize(std::u16string face, int32_t weight = 400) {
-    snk::fonts::FontRequest request;
-    request.faceName = std::move(face);
-    request.height = -100;
-    request.weight = weight;
-    std::string error;
-    hostFonts_.push_back(snk::fonts::HostFont::Realize(request, &error));
-    EXPECT_NE(hostFonts_.back(), nullptr) << error;
-    return hostFonts_.back() ? hostFonts_.back()->Fontobj() : nullptr;
+    snk::fonts::HostFont* font = RealizeFace(std::move(face), weight);
+    return font ? font->Fontobj() : nullptr;
   }
-
   // A face that forbids embedding (fsType 2), under `family`.
   FONTOBJ* RealizeRestricted(std::u16string_view family) {
     TinyFace face;
@@ -179,20 +162,13 @@ class Catalogue : public snk::test::WriterTest {
       name.id = id;
       face.names.push_back(name);
     }
-    snk::fonts::FontRequest request;
-    request.faceName = std::u16string(family);
-    request.height = -100;
-    std::string error;
-    hostFonts_.push_back(snk::fonts::HostFont::RealizeFromBytes(request, snk::test::BuildFont(face), 0,
-                                                                "restricted", &error));
-    EXPECT_NE(hostFonts_.back(), nullptr) << error;
-    return hostFonts_.back() ? hostFonts_.back()->Fontobj() : nullptr;
+    snk::fonts::HostFont* font = RealizeBytes(std::u16string(family), snk::test::BuildFont(face));
+    return font ? font->Fontobj() : nullptr;
   }
 
   uint32_t embed_ = 0, warn_ = 1;
   std::vector<uint8_t> faces_;
   CKMC_FontCatalogue catalogue_{writer_, {embed_, warn_, faces_}};
-  std::vector<std::unique_ptr<snk::fonts::HostFont>> hostFonts_;
 };
 
 TEST_F(Catalogue, OneFontPerFaceKeptByUniqueAndFaceName) {

@@ -10,14 +10,17 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "host/fonts/host_font.h"
 #include "platform/win32.h"
 #include "platform/winddi.h"
 #include "test_support.h"
+#include "services/core_module.h"
 #include "writer/document_writer.h"
 
 namespace snk::test {
@@ -311,6 +314,45 @@ class WriterTest : public HostTest {
   }
 
   CKMC_DocumentWriter writer_;
+};
+
+// A writer test with the core module started, which realizes fonts through
+// the host and keeps them for the test's length.
+class FontCatalogueTest : public WriterTest {
+ protected:
+  void SetUp() override {
+    WriterTest::SetUp();
+    CKMC_CoreModule::Shutdown();
+    ASSERT_NE(CKMC_CoreModule::Startup(nullptr), nullptr);
+  }
+  void TearDown() override {
+    CKMC_CoreModule::Shutdown();
+    WriterTest::TearDown();
+  }
+
+  // An installed face, or null with a test failure.
+  snk::fonts::HostFont* RealizeFace(std::u16string face, int32_t weight = 400) {
+    snk::fonts::FontRequest request;
+    request.faceName = std::move(face);
+    request.height = -100;
+    request.weight = weight;
+    std::string error;
+    hostFonts_.push_back(snk::fonts::HostFont::Realize(request, &error));
+    EXPECT_NE(hostFonts_.back(), nullptr) << error;
+    return hostFonts_.back().get();
+  }
+  // A face made of `file`'s bytes, asked for as `family`.
+  snk::fonts::HostFont* RealizeBytes(std::u16string family, std::vector<uint8_t> file) {
+    snk::fonts::FontRequest request;
+    request.faceName = std::move(family);
+    request.height = -100;
+    std::string error;
+    hostFonts_.push_back(snk::fonts::HostFont::RealizeFromBytes(request, std::move(file), 0, "tiny", &error));
+    EXPECT_NE(hostFonts_.back(), nullptr) << error;
+    return hostFonts_.back().get();
+  }
+
+  std::vector<std::unique_ptr<snk::fonts::HostFont>> hostFonts_;
 };
 
 }  // namespace snk::test
