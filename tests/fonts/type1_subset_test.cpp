@@ -12,11 +12,13 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "fonts/type1_subset.h"
 #include "platform/win32.h"
+#include "test_support.h"
 
 namespace {
 
@@ -145,25 +147,20 @@ struct Subset {
   }
 };
 
-// Gives each test its own private scratch folder.
-class Type1Subset : public ::testing::Test {
+// Gives each test its own private scratch folder, in the test's folder.
+class Type1Subset : public snk::test::HostTest {
  protected:
   void SetUp() override {
-    char pattern[] = "/tmp/snk-t1-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    runtime_ = pattern;
-    const char* old = std::getenv("XDG_RUNTIME_DIR");
-    if (old) saved_ = old;
-    setenv("XDG_RUNTIME_DIR", runtime_.c_str(), 1);
+    HostTest::SetUp();
+    runtime_ = Dir().string();
+    runtimeEnv_ = std::make_unique<snk::test::ScopedEnv>("XDG_RUNTIME_DIR", runtime_.c_str());
   }
   void TearDown() override {
-    if (saved_.empty())
-      unsetenv("XDG_RUNTIME_DIR");
-    else
-      setenv("XDG_RUNTIME_DIR", saved_.c_str(), 1);
-    std::filesystem::remove_all(runtime_);
+    runtimeEnv_.reset();
+    HostTest::TearDown();
   }
-  std::string runtime_, saved_;
+  std::string runtime_;
+  std::unique_ptr<snk::test::ScopedEnv> runtimeEnv_;
 };
 
 TEST_F(Type1Subset, KeepsTheAskedGlyphsWithTheirAccentsInEveryFormOfTheSource) {
