@@ -10,7 +10,7 @@ packages=(
   fonts-dejavu-core fonts-liberation2 fonts-crosextra-carlito fonts-urw-base35
   fonts-wqy-microhei fonts-thai-tlwg-ttf
   libgtest-dev libbenchmark-dev
-  qpdf poppler-utils poppler-data tzdata
+  qpdf poppler-utils poppler-data tzdata python3-numpy python3-pil
 )
 
 missing=()

@@ -37,8 +37,7 @@ PFN DriverModule::Function(ULONG index) const {
 
 EngineJob::~EngineJob() { Disable(); }
 
-bool EngineJob::Enable(DeviceRequest request, const std::u16string& deviceName, HANDLE printer,
-                       std::string* error) {
+bool EngineJob::EnableDevice(Device& device, DeviceRequest& request, std::string* error) {
   auto fail = [&](const char* what) {
     if (error) *error = what;
     return false;
@@ -48,53 +47,98 @@ bool EngineJob::Enable(DeviceRequest request, const std::u16string& deviceName, 
   auto enableSurface = driver_.Get<PFN_DrvEnableSurface>(INDEX_DrvEnableSurface);
   if (!enablePdev || !complete || !enableSurface) return fail("the driver lacks a device entry");
 
-  deviceName_ = deviceName;
-  HDEV hdev = reinterpret_cast<HDEV>(&device_);
-  device_.dhpdev = enablePdev(&request.devmode, nullptr, 0, nullptr, sizeof gdiInfo_,
-                              reinterpret_cast<ULONG*>(&gdiInfo_), sizeof devInfo_, &devInfo_, hdev,
-                              deviceName_.data(), printer);
-  if (!device_.dhpdev) return fail("DrvEnablePDEV failed");
-  complete(device_.dhpdev, hdev);
-  hsurf_ = enableSurface(device_.dhpdev);
-  if (!hsurf_) return fail("DrvEnableSurface failed");
-  surface_ = EngLockSurface(hsurf_);
-  if (!surface_) return fail("the driver's surface is not an engine surface");
+  HDEV hdev = reinterpret_cast<HDEV>(device.engine.get());
+  device.engine->dhpdev = enablePdev(&request.devmode, nullptr, 0, nullptr, sizeof device.gdiInfo,
+                                     reinterpret_cast<ULONG*>(&device.gdiInfo), sizeof device.devInfo,
+                                     &device.devInfo, hdev, deviceName_.data(), printer_);
+  if (!device.engine->dhpdev) return fail("DrvEnablePDEV failed");
+  complete(device.engine->dhpdev, hdev);
   return true;
+}
+
+bool EngineJob::Enable(DeviceRequest request, const std::u16string& deviceName, HANDLE printer,
+                       std::string* error) {
+  deviceName_ = deviceName;
+  printer_ = printer;
+  if (!EnableDevice(current_, request, error)) return false;
+  current_.hsurf = driver_.Get<PFN_DrvEnableSurface>(INDEX_DrvEnableSurface)(current_.engine->dhpdev);
+  if (!current_.hsurf) {
+    if (error) *error = "DrvEnableSurface failed";
+    return false;
+  }
+  current_.surface = EngLockSurface(current_.hsurf);
+  if (!current_.surface) {
+    if (error) *error = "the driver's surface is not an engine surface";
+    return false;
+  }
+  return true;
+}
+
+bool EngineJob::Reset(DeviceRequest request, std::string* error) {
+  auto reset = driver_.Get<PFN_DrvResetPDEV>(INDEX_DrvResetPDEV);
+  if (!reset) {
+    if (error) *error = "the driver has no DrvResetPDEV";
+    return false;
+  }
+  Device next;
+  if (!EnableDevice(next, request, error)) {
+    DisableDevice(next);
+    return false;
+  }
+  if (!reset(current_.engine->dhpdev, next.engine->dhpdev)) {
+    if (error) *error = "DrvResetPDEV failed";
+    DisableDevice(next);
+    return false;
+  }
+  // From here the job belongs to the new device; the old one only waits to
+  // be disabled, whatever happens to the new surface.
+  next.hsurf = driver_.Get<PFN_DrvEnableSurface>(INDEX_DrvEnableSurface)(next.engine->dhpdev);
+  next.surface = next.hsurf ? EngLockSurface(next.hsurf) : nullptr;
+  std::swap(current_, next);
+  DisableDevice(next);
+  if (!current_.surface) {
+    if (error) *error = "DrvEnableSurface failed for the new paper";
+    return false;
+  }
+  return StartDoc(documentName_, 0);
 }
 
 bool EngineJob::StartDoc(const std::u16string& documentName, DWORD jobId) {
   auto start = driver_.Get<PFN_DrvStartDoc>(INDEX_DrvStartDoc);
+  documentName_ = documentName;
   std::u16string name = documentName;
-  return start && start(surface_, name.data(), jobId);
+  return start && current_.surface && start(current_.surface, name.data(), jobId);
 }
 
 bool EngineJob::StartPage() {
   auto start = driver_.Get<PFN_DrvStartPage>(INDEX_DrvStartPage);
-  return start && start(surface_);
+  return start && current_.surface && start(current_.surface);
 }
 
 bool EngineJob::SendPage() {
   auto send = driver_.Get<PFN_DrvSendPage>(INDEX_DrvSendPage);
-  return send && send(surface_);
+  return send && current_.surface && send(current_.surface);
 }
 
 bool EngineJob::EndDoc() {
   auto end = driver_.Get<PFN_DrvEndDoc>(INDEX_DrvEndDoc);
-  return end && end(surface_, 0);
+  return end && current_.surface && end(current_.surface, 0);
 }
 
-void EngineJob::Disable() {
-  if (surface_) EngUnlockSurface(surface_);
-  surface_ = nullptr;
-  if (hsurf_) {
+void EngineJob::DisableDevice(Device& device) {
+  if (device.surface) EngUnlockSurface(device.surface);
+  device.surface = nullptr;
+  if (device.hsurf) {
     if (auto disable = driver_.Get<PFN_DrvDisableSurface>(INDEX_DrvDisableSurface))
-      disable(device_.dhpdev);
-    hsurf_ = nullptr;
+      disable(device.engine->dhpdev);
+    device.hsurf = nullptr;
   }
-  if (device_.dhpdev) {
-    if (auto disable = driver_.Get<PFN_DrvDisablePDEV>(INDEX_DrvDisablePDEV)) disable(device_.dhpdev);
-    device_.dhpdev = nullptr;
+  if (device.engine->dhpdev) {
+    if (auto disable = driver_.Get<PFN_DrvDisablePDEV>(INDEX_DrvDisablePDEV)) disable(device.engine->dhpdev);
+    device.engine->dhpdev = nullptr;
   }
 }
+
+void EngineJob::Disable() { DisableDevice(current_); }
 
 }  // namespace snk::engine

@@ -4,6 +4,8 @@
 //   DrvEnablePDEV, DrvCompletePDEV, DrvEnableSurface,
 //   DrvStartDoc, (DrvStartPage, drawing..., DrvSendPage)*, DrvEndDoc,
 //   DrvDisableSurface, DrvDisablePDEV.
+// Between pages a job may move to a device with other paper, as the engine
+// does after an application changes its device mode (see Reset).
 #pragma once
 
 #include <memory>
@@ -55,24 +57,43 @@ class SNK_HOST_API EngineJob {
   bool Enable(DeviceRequest request, const std::u16string& deviceName, HANDLE printer,
               std::string* error);
   bool StartDoc(const std::u16string& documentName, DWORD jobId);
+  // Moves the running job to a new device made from `request`, between
+  // pages: DrvEnablePDEV and DrvCompletePDEV for the new device,
+  // DrvResetPDEV from the old one, DrvEnableSurface, DrvStartDoc with job
+  // id 0, then DrvDisableSurface and DrvDisablePDEV for the old device.
+  // A failure before DrvResetPDEV leaves the job on the old device; after
+  // it the job is the new device's, with or without a surface. `error`
+  // says what failed.
+  bool Reset(DeviceRequest request, std::string* error);
   bool StartPage();
   bool SendPage();
   bool EndDoc();
   void Disable();
 
-  SURFOBJ* Surface() const { return surface_; }
-  const GDIINFO& GdiInfo() const { return gdiInfo_; }
-  const DEVINFO& DevInfo() const { return devInfo_; }
+  SURFOBJ* Surface() const { return current_.surface; }
+  const GDIINFO& GdiInfo() const { return current_.gdiInfo; }
+  const DEVINFO& DevInfo() const { return current_.devInfo; }
   const DriverModule& Driver() const { return driver_; }
 
  private:
+  // One enabled driver device with its surface. The engine record lives on
+  // the heap: its address is the device's HDEV and must not move.
+  struct Device {
+    std::unique_ptr<HostDevice> engine = std::make_unique<HostDevice>();
+    GDIINFO gdiInfo{};
+    DEVINFO devInfo{};
+    HSURF hsurf = nullptr;
+    SURFOBJ* surface = nullptr;
+  };
+
+  bool EnableDevice(Device& device, DeviceRequest& request, std::string* error);
+  void DisableDevice(Device& device);
+
   const DriverModule& driver_;
-  HostDevice device_;
-  GDIINFO gdiInfo_{};
-  DEVINFO devInfo_{};
+  Device current_;
+  HANDLE printer_ = nullptr;
   std::u16string deviceName_;
-  HSURF hsurf_ = nullptr;
-  SURFOBJ* surface_ = nullptr;
+  std::u16string documentName_;
 };
 
 }  // namespace snk::engine

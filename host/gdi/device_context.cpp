@@ -179,6 +179,33 @@ struct DeviceContext::Pen {
   std::vector<FLOAT_LONG> style;
 };
 
+namespace {
+
+// The mapping of the shown area onto a surface. Paper is given in tenths of
+// a millimetre and surfaces in whole pixels, so a page on the paper made
+// from its own frame differs from the surface's shape by rounding only: it
+// fills the surface. On paper of another shape (chosen by the user, or
+// turned) the drawing keeps its proportions and is centred.
+Matrix FitOnSurface(const PageArea& shown, LONG width, LONG height) {
+  constexpr double kSameShape = 0.005;
+  double sx = width / shown.width;
+  double sy = height / shown.height;
+  double offsetX = 0, offsetY = 0;
+  if (std::abs(sx - sy) > kSameShape * std::max(sx, sy)) {
+    sx = sy = std::min(sx, sy);
+    offsetX = (width - shown.width * sx) / 2;
+    offsetY = (height - shown.height * sy) / 2;
+  }
+  Matrix page;
+  page.m11 = sx;
+  page.m22 = sy;
+  page.dx = offsetX - shown.left * sx;
+  page.dy = offsetY - shown.top * sy;
+  return page;
+}
+
+}  // namespace
+
 DeviceContext::DeviceContext(const EmfHeader& header, PlayTarget& target)
     : header_(header), target_(target), handles_(std::max<size_t>(header.handles, 1)) {
   const SURFOBJ* so = target.Surface();
@@ -197,10 +224,7 @@ DeviceContext::DeviceContext(const EmfHeader& header, PlayTarget& target)
     // Some programs record a frame that misses their drawing; the header's
     // bounds then say where it is.
     const PageArea shown = ShownArea(header.bounds, frame);
-    page_.m11 = surface_.right / shown.width;
-    page_.m22 = surface_.bottom / shown.height;
-    page_.dx = -shown.left * page_.m11;
-    page_.dy = -shown.top * page_.m22;
+    page_ = FitOnSurface(shown, surface_.right, surface_.bottom);
   }
   state_.pen = Stock(BLACK_PEN);
   state_.brush = Stock(WHITE_BRUSH);

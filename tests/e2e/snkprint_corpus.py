@@ -3,7 +3,8 @@
 
 Each well-formed page prints to a PDF that qpdf and the writer checker
 accept, with the page size the driver computes from the page's frame; a job
-of several files has one page per file; two runs give the same bytes; each
+of several files has one page per file, each on its own paper; two runs give
+the same bytes; each
 malformed file is refused with a message naming the file, the record and the
 fault, and leaves no output behind. Exits 77 (skipped) without the corpus.
 """
@@ -42,7 +43,8 @@ def expected_points(path):
     w_mm, h_mm = (right - left) / 100, (bottom - top) / 100
     if w_mm < 1 or h_mm < 1:
         return None
-    tenths = sorted(min(max(round(v * 10), 1), 32767) for v in (w_mm, h_mm))
+    # Halves round away from zero, as the host's lround does.
+    tenths = sorted(min(max(int(v * 10 + 0.5), 1), 32767) for v in (w_mm, h_mm))
     px = [int(t / 10.0 / 25.4 * 300) for t in tenths]
     if w_mm > h_mm:
         px.reverse()
@@ -90,6 +92,20 @@ def main():
     check(run([SNKPRINT, *job, '-o', b]).returncode == 0, 'multi-page job failed (second run)')
     check(len(page_sizes(a)) == len(job), 'multi-page job: wrong page count')
     check(open(a, 'rb').read() == open(b, 'rb').read(), 'two runs gave different bytes')
+
+    # Every well-formed page in one job: each page on the paper of its own
+    # frame, whatever the pages before it had.
+    everything = [os.path.join(CORPUS, f) for f in good]
+    whole = os.path.join(tmp, 'whole.pdf')
+    r = run([SNKPRINT, *everything, '-o', whole])
+    check(r.returncode == 0, f'whole-corpus job: exit {r.returncode}: {r.stderr.strip()[-500:]}')
+    sizes = page_sizes(whole)
+    check(len(sizes) == len(everything), f'whole-corpus job: {len(sizes)} pages for {len(everything)} files')
+    for src, got in zip(everything, sizes):
+        want = expected_points(src)
+        if want:
+            check(abs(got[0] - want[0]) < 0.01 and abs(got[1] - want[1]) < 0.01,
+                  f'whole-corpus job: {os.path.basename(src)} on {got}, not {want}')
 
     # --verbose lists what was not played, if anything, and still prints.
     r = run([SNKPRINT, '--verbose', job[0], '-o', os.path.join(tmp, 'v.pdf')])

@@ -105,7 +105,9 @@ class JobSettingsFile {
 // what the device mode can hold is cut to its limit.
 SHORT Tenths(double mm) { return static_cast<SHORT>(std::clamp(std::lround(mm * 10), 1L, 32767L)); }
 
-snk::engine::DeviceRequest BuildRequest(const Options& options, const snk::gdi::EmfFile& first,
+// The device request for one page: its paper comes from --paper or from
+// the page's frame, its orientation from the frame's shape.
+snk::engine::DeviceRequest BuildRequest(const Options& options, const snk::gdi::EmfFile& page,
                                         const char16_t* settingsFile) {
   snk::engine::DeviceRequest request;
   CKM_WideString(settingsFile).CopyTo(request.settingsFile, 260);
@@ -122,7 +124,7 @@ snk::engine::DeviceRequest BuildRequest(const Options& options, const snk::gdi::
   dm.dmYResolution = static_cast<SHORT>(dpi);
   dm.dmOrientation = DMORIENT_PORTRAIT;
 
-  auto frame = first.PageSizeMm();
+  auto frame = page.PageSizeMm();
   if (frame && frame->width > frame->height) dm.dmOrientation = DMORIENT_LANDSCAPE;
   if (options.paper && options.paper->formNumber) {
     dm.dmFields |= DM_PAPERSIZE;
@@ -139,6 +141,11 @@ snk::engine::DeviceRequest BuildRequest(const Options& options, const snk::gdi::
   // Without a usable frame or --paper the driver picks the paper from the
   // user's region (Letter or A4).
   return request;
+}
+
+bool SamePaper(const DEVMODEW& a, const DEVMODEW& b) {
+  return a.dmFields == b.dmFields && a.dmOrientation == b.dmOrientation && a.dmPaperSize == b.dmPaperSize &&
+         a.dmPaperWidth == b.dmPaperWidth && a.dmPaperLength == b.dmPaperLength;
 }
 
 std::u16string DocumentName(const Options& options) {
@@ -198,11 +205,69 @@ class SurfaceDumper {
   int page_ = 0;
 };
 
+// What the pages of a job gave: whether every page went through, and the
+// records that were not played or were faulty.
+struct JobResult {
+  bool ok = true;
+  snk::gdi::PlayStats stats;
+};
+
+// Plays every page into the started job. A page whose paper differs from
+// the current device's moves the job to a device with that paper first.
+JobResult PrintPages(const Options& options, snk::gdi::EmfFile first, snk::engine::EngineJob& job,
+                     snk::engine::DeviceRequest current, const char16_t* settingsFile) {
+  JobResult result;
+  snk::gdi::EmfPlayer player;
+  snk::gdi::DriverTarget target(job);
+  SurfaceDumper dumper(options.dumpSurface);
+  std::optional<snk::gdi::EmfFile> page = std::move(first);
+  for (size_t i = 0; i < options.pages.size(); ++i) {
+    std::string error;
+    if (i > 0) page = snk::gdi::EmfFile::Open(options.pages[i], &error);
+    if (!page) {
+      // The file changed since it was first read: the page is left out.
+      Say(error);
+      result.ok = false;
+      continue;
+    }
+    if (i > 0) {
+      snk::engine::DeviceRequest request = BuildRequest(options, *page, settingsFile);
+      if (!SamePaper(request.devmode, current.devmode)) {
+        if (!job.Reset(request, &error)) {
+          Say(error);
+          result.ok = false;
+          if (!job.Surface()) break;
+        }
+        current = request;
+      }
+    }
+    result.ok &= job.StartPage();
+    auto pageStats = player.PlayPage(*page, target);
+    for (const auto& [type, count] : pageStats.notPlayed) result.stats.notPlayed[type] += count;
+    result.stats.errors.insert(result.stats.errors.end(), pageStats.errors.begin(), pageStats.errors.end());
+    dumper.Dump(*job.Surface());
+    result.ok &= job.SendPage();
+  }
+  return result;
+}
+
+void ReportPlayStats(const Options& options, const snk::gdi::PlayStats& stats) {
+  if (!options.verbose) return;
+  if (!stats.notPlayed.empty()) {
+    Say(FormatMessage(Msg::NotPlayed));
+    snk::gdi::PrintNotPlayed(stats, stderr);
+  }
+  if (!stats.errors.empty()) {
+    Say(FormatMessage(Msg::RecordErrors));
+    for (const auto& line : stats.errors) Say("  " + line);
+  }
+}
+
 int Run(const Options& options) {
   // Every page is read once before the job starts, so that a file that
   // cannot be read stops it before anything is printed. Only the first is
-  // kept (its header sets the paper); the others are read again when their
-  // turn comes, so that a long job holds one page at a time.
+  // kept (its header sets the first paper); the others are read again when
+  // their turn comes, so that a long job holds one page at a time.
   std::optional<snk::gdi::EmfFile> first;
   for (const auto& path : options.pages) {
     std::string error;
@@ -232,48 +297,22 @@ int Run(const Options& options) {
   {
     JobSettingsFile settings(options);
     snk::engine::EngineJob job(*driver);
-    if (!job.Enable(BuildRequest(options, *first, settings.Path()), kPrinterName, printer, &error)) {
+    snk::engine::DeviceRequest request = BuildRequest(options, *first, settings.Path());
+    if (!job.Enable(request, kPrinterName, printer, &error)) {
       Say(error);
       status = 1;
     } else if (!job.StartDoc(DocumentName(options), 1)) {
       Say(FormatMessage(Msg::NotStarted));
       status = 1;
     } else {
-      snk::gdi::EmfPlayer player;
-      snk::gdi::PlayStats stats;
-      snk::gdi::DriverTarget target(job);
-      bool ok = true;
-      SurfaceDumper dumper(options.dumpSurface);
-      for (size_t i = 0; i < options.pages.size(); ++i) {
-        std::optional<snk::gdi::EmfFile> page = i == 0 ? std::move(first) : std::nullopt;
-        if (!page) page = snk::gdi::EmfFile::Open(options.pages[i], &error);
-        if (!page) {
-          // The file changed since it was first read: the page is left out.
-          Say(error);
-          ok = false;
-          continue;
-        }
-        ok &= job.StartPage();
-        auto pageStats = player.PlayPage(*page, target);
-        for (const auto& [type, count] : pageStats.notPlayed) stats.notPlayed[type] += count;
-        stats.errors.insert(stats.errors.end(), pageStats.errors.begin(), pageStats.errors.end());
-        dumper.Dump(*job.Surface());
-        ok &= job.SendPage();
-      }
-      ok &= job.EndDoc();
+      JobResult result = PrintPages(options, std::move(*first), job, request, settings.Path());
+      result.ok &= job.EndDoc();
       if (g_dialogRefused) {
         Say(FormatMessage(Msg::ProposedExists));
         status = 1;
       }
-      if (options.verbose && !stats.notPlayed.empty()) {
-        Say(FormatMessage(Msg::NotPlayed));
-        snk::gdi::PrintNotPlayed(stats, stderr);
-      }
-      if (options.verbose && !stats.errors.empty()) {
-        Say(FormatMessage(Msg::RecordErrors));
-        for (const auto& line : stats.errors) Say("  " + line);
-      }
-      if (!ok) {
+      ReportPlayStats(options, result.stats);
+      if (!result.ok) {
         Say(FormatMessage(Msg::DriverErrors));
         status = 1;
       } else if (options.verbose) {

@@ -116,6 +116,35 @@ TEST(DeviceContext, MappingModesAndWorldTransformsPlacePoints) {
   }
 }
 
+TEST(DeviceContext, AFrameKeepsItsProportionsOnPaperOfAnotherShape) {
+  EmfWriter w = Page();
+  w.SelectObject(kStockObject | 8);
+  w.Poly(EMR_POLYGON, Triangle());
+  const auto file = EmfFile::Parse("t.emf", w.Finish(), nullptr);
+  ASSERT_TRUE(file);
+  struct Case {
+    LONG width, height;
+    Pts expected;
+  };
+  const Case cases[] = {
+      {1000, 2000, {{10, 510}, {50, 510}, {10, 540}}},  // tall paper: centred
+      {2000, 1000, {{510, 10}, {550, 10}, {510, 40}}},  // turned paper: centred
+      {4000, 2000, {{1020, 20}, {1100, 20}, {1020, 80}}},
+  };
+  for (const Case& c : cases) {
+    test::RecordingTarget target(c.width, c.height);
+    EmfPlayer().PlayPage(*file, target);
+    ASSERT_EQ(target.calls.size(), 1u);
+    EXPECT_EQ(target.calls[0].Points(), c.expected) << c.width << "x" << c.height;
+  }
+  // A surface that differs from the frame's shape by rounding only is
+  // filled, as paper made from the frame is.
+  test::RecordingTarget nearly(1000, 1004);
+  EmfPlayer().PlayPage(*file, nearly);
+  ASSERT_EQ(nearly.calls.size(), 1u);
+  EXPECT_GT(nearly.calls[0].Points()[2].second, 40.1);
+}
+
 TEST(DeviceContext, SaveAndRestoreStates) {
   EmfWriter w = Page();
   const float scale[6] = {2, 0, 0, 2, 0, 0};
