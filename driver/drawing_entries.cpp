@@ -21,13 +21,14 @@
 
 namespace {
 
-// Drawing on a surface without a device (or between jobs) is accepted and
+// Drawing on a surface without a device, or while no job writes a file
+// (between jobs, after a failed or cancelled start), is accepted and
 // ignored.
 template <typename Body>
 BOOL Draw(const char16_t* name, SURFOBJ* surface, Body&& body) {
   return Guarded(name, FALSE, [&]() -> BOOL {
     CKMC_Device* device = DeviceOf(surface);
-    if (!device || !device->document) return TRUE;
+    if (!device || !device->document || !device->document->IsWriting()) return TRUE;
     return body(*device);
   });
 }
@@ -69,10 +70,10 @@ RECTL ParallelogramBox(const POINTFIX* corners) {
 
 // The engine drew into `rect`: the area goes to the dirty list (the
 // caller's rectangle is left as it is). The target of a mirrored blit comes
-// with its corners swapped; the area is the same.
+// with its corners swapped and is not added: what the engine drew there
+// stays on the surface only, as the dirty list has always behaved.
 void AddDirty(CKMC_Document& doc, const RECTL& rect) {
-  RECTL dirty{std::min(rect.left, rect.right), std::min(rect.top, rect.bottom), std::max(rect.left, rect.right),
-              std::max(rect.top, rect.bottom)};
+  RECTL dirty = rect;
   doc.graphics.AddDirtyRect(dirty);
 }
 
@@ -439,10 +440,10 @@ void WriteTextRun(CKMC_Document& doc, SURFOBJ* surface, STROBJ* run, FONTOBJ* fo
   if (!metrics || !run) return;
   CKMC_GlyphStyle style;
   style.color = foreground ? BRUSHOBJ_ulGetBrushColor(foreground) : 0;
-  // The text block sets both colours; the graphic state learns them now.
+  // The text block sets both colours; the graphic state learns them now,
+  // before any glyph is written. A run that writes no glyph leaves them
+  // known all the same, so a later fill of that colour writes no colour.
   // What the page holds already is what the block's colour compares with.
-  const bool fillKnown = graphics.fillColorKnown, strokeKnown = graphics.strokeColorKnown;
-  const uint32_t fill = graphics.fillColor, stroke = graphics.strokeColor;
   if (graphics.strokeColorKnown) doc.text.color = graphics.strokeColor;
   graphics.fillColorKnown = graphics.strokeColorKnown = true;
   graphics.fillColor = graphics.strokeColor = style.color;
@@ -451,12 +452,7 @@ void WriteTextRun(CKMC_Document& doc, SURFOBJ* surface, STROBJ* run, FONTOBJ* fo
   style.size = geometry.size;
   style.boldWidth = geometry.boldWidth;
   if (style.boldWidth > 0) graphics.SetLineWidth(out, style.boldWidth);
-  if (WriteGlyphs(doc, run, font, *metrics, style, geometry) != 0) return;
-  // No glyph wrote the colours: the page still holds the earlier ones.
-  graphics.fillColorKnown = fillKnown;
-  graphics.strokeColorKnown = strokeKnown;
-  graphics.fillColor = fill;
-  graphics.strokeColor = stroke;
+  WriteGlyphs(doc, run, font, *metrics, style, geometry);
 }
 
 }  // namespace

@@ -156,7 +156,8 @@ bool CKMC_Document::OpenOutputFile(const char16_t* documentName) {
         CKM_WideString message = FormatWithNumber(text, error) + u" Name = " + source;
         ShowMessage(nullptr, message.c_str(), nullptr, MB_SETFOREGROUND);
       }
-      SetRegString(u"FileName", u"FALSE");
+      // Outside programs that wait for the result learn that no file came.
+      SetProductRegString(u"FileName", u"FALSE");
       if (!error) {
         jobCancelled = 1;
         return true;

@@ -49,6 +49,9 @@ void CKMC_Document::Configure(CKMC_Device& device) {
 
   pageWidthPoints = device.paperWidth * 72 / 254;
   pageHeightPoints = device.paperLength * 72 / 254;
+  // Text is placed on this device's page, also after a reset in mid-job.
+  text.scale = pixelToPoint;
+  text.height = static_cast<double>(pageHeightPixels);
   postProcess = device.postProcess == 1 ? 1 : 0;
   if (pdfa) fontEmbed = 2;  // PDF/A needs every font embedded
   // The faces to embed are read anew whenever embedding is on; a missing
@@ -90,22 +93,20 @@ bool CKMC_Document::StartDocument(const char16_t* name, uint32_t /*jobId*/) {
   // with no fonts and no text.
   fonts.Clear();
   text.Reset();
-  text.scale = pixelToPoint;
-  text.height = static_cast<double>(pageHeightPixels);
   documentName = CKM_WideString(name);
   WriteHeaderAndFixedObjects();
   return true;
 }
 
 void CKMC_Document::StartPage() {
-  if (jobCancelled) return;
+  if (!IsWriting()) return;
   graphics.DiscardPendingImages();
   BeginPageContent();
   graphics.StartPage();
 }
 
 void CKMC_Document::EndPage(SURFOBJ* surface) {
-  if (jobCancelled) return;
+  if (!IsWriting()) return;
   // What the engine drew and an open text object go in before the clip's
   // last "Q ".
   graphics.FlushDeferredBitmaps(surface);
@@ -114,15 +115,16 @@ void CKMC_Document::EndPage(SURFOBJ* surface) {
 }
 
 bool CKMC_Document::EndDocument() {
-  if (jobCancelled) return true;
+  if (!IsWriting()) return true;
   // Every file has at least one page, even for a job that printed none.
   if (PageCount() == 0) {
     StartPage();
     EndPage(nullptr);
   }
-  // The fonts' widths are complete once the last page is written.
-  fonts.WriteFonts();
+  // The page tree, then the fonts, whose widths are complete once the last
+  // page is written, then the catalog.
   WritePageTree();
+  fonts.WriteFonts();
   WriteCatalog();
   // The settings are read at the last moment, so that what the interface
   // module stored while the job ran counts. Without a settings store the
@@ -135,6 +137,8 @@ bool CKMC_Document::EndDocument() {
   text.keywords = CKM_WideString::FromBuffer(keywords, 260);
   text.creator = CKM_WideString::FromBuffer(infoCreator, 260);
   WriteDocumentTail(text);
+  // Outside programs poll this value for where the job went.
+  SetProductRegString(u"FileName", outputPath.c_str());
   CKM_WideString result = outputPath;
   ResetJob();
   // Show the result if the user wants that (the desktop's viewer).

@@ -40,6 +40,11 @@ class CKMC_Document : public CKMC_DocumentWriter {
   void ResetJob();
   void ResetDocument();
 
+  // Whether the job is writing a file: started, not cancelled, its file
+  // open. Otherwise (after a failed or cancelled start, between jobs) page
+  // and drawing calls do nothing and report success.
+  bool IsWriting() const { return !jobCancelled && outputFile != INVALID_HANDLE_VALUE; }
+
   // Chooses and opens the output file; see output_file.cpp.
   bool OpenOutputFile(const char16_t* name);
 

@@ -10,7 +10,7 @@ const CKM_WideString& UserSettingsKeyPath() {
     char16_t user[257] = {};
     DWORD size = 257;
     if (!GetUserNameW(user, &size)) user[0] = 0;
-    return CKM_WideString(u"Software\\Kelmo Software\\PDF Forge\\") + CKM_WideString::FromBuffer(user, 257).view();
+    return CKM_WideString(kProductKeyPath) + u"\\" + CKM_WideString::FromBuffer(user, 257).view();
   }();
   return path;
 }
@@ -107,6 +107,20 @@ int SetRegString(const char16_t* name, const char16_t* text) {
   AppendUTF16LE(data, text ? text : u"");
   AppendUTF16LE(data, std::u16string_view(u"", 1));  // the terminator
   return SetUserValue(name, REG_MULTI_SZ, data.data(), static_cast<DWORD>(data.size()));
+}
+
+int SetProductRegString(const char16_t* name, const char16_t* text) {
+  HKEY key = nullptr;
+  DWORD disposition = 0;
+  if (RegCreateKeyExW(HKEY_CURRENT_USER, kProductKeyPath, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
+                      nullptr, &key, &disposition) != static_cast<LSTATUS>(ERROR_SUCCESS))
+    return 0;
+  std::vector<BYTE> data;
+  AppendUTF16LE(data, text ? text : u"");
+  AppendUTF16LE(data, std::u16string_view(u"", 1));  // the terminator
+  LSTATUS status = RegSetValueExW(key, name, 0, REG_SZ, data.data(), static_cast<DWORD>(data.size()));
+  RegCloseKey(key);
+  return status == 0 ? 1 : 0;
 }
 
 namespace {

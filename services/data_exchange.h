@@ -90,6 +90,14 @@ void GetRegString(const char16_t* name, char16_t* out, size_t capacity,
 int SetRegInt(const char16_t* name, uint32_t value);
 int SetRegString(const char16_t* name, const char16_t* text);
 
+// The product's key of the current user, "Software\Kelmo Software\PDF
+// Forge": the parent of the per-user settings key, where outside programs
+// look for the result of a job.
+inline constexpr char16_t kProductKeyPath[] = u"Software\\Kelmo Software\\PDF Forge";
+// Writes the string value `name` (REG_SZ) of the product's key, which is
+// created if missing. 1 on success.
+int SetProductRegString(const char16_t* name, const char16_t* text);
+
 // A 32-bit value of the printer's "PrinterDriverData" key, or the default.
 uint32_t GetPrinterInt(HANDLE printer, const char16_t* name, uint32_t defaultValue);
 // A text value of the printer's "PrinterDriverData" key, at most

@@ -245,8 +245,9 @@ TEST_F(DocumentInProcess, FaceListSurvivesBlocksThatLie) {
     names.insert(names.end(), {0, 0});
   }
   auto block = [&](uint32_t size, std::vector<uint8_t> tail) {
-    std::vector<uint8_t> b = {uint8_t(size), uint8_t(size >> 8), uint8_t(size >> 16), uint8_t(size >> 24)};
-    b.insert(b.end(), tail.begin(), tail.end());
+    std::vector<uint8_t> b(4 + tail.size());
+    for (int i = 0; i < 4; ++i) b[i] = uint8_t(size >> (8 * i));
+    std::copy(tail.begin(), tail.end(), b.begin() + 4);
     return b;
   };
   std::vector<uint8_t> unended = names;

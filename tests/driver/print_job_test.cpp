@@ -71,6 +71,18 @@ class PrintJob : public snk::test::HostTest {
     return u"Software\\Kelmo Software\\PDF Forge\\" + std::u16string(user);
   }
 
+  // The user's settings say: no dialog, files go to `folder` (a settings
+  // string, REG_MULTI_SZ).
+  void UseDefaultNameIn(const std::u16string& folder) {
+    snk::host::SetRegistryOverlayDword(UserKey(), u"UseDefFileName", 1);
+    std::vector<BYTE> bytes;
+    for (char16_t c : folder + std::u16string(2, u'\0')) {
+      bytes.push_back(BYTE(c & 0xFF));
+      bytes.push_back(BYTE(c >> 8));
+    }
+    snk::host::SetRegistryOverlay(UserKey(), u"Folder", REG_MULTI_SZ, bytes);
+  }
+
   std::unique_ptr<DriverModule> driver_;
   HANDLE printer_ = nullptr;
 };
@@ -182,6 +194,84 @@ TEST_F(PrintJob, CancellingTheSaveDialogWritesNothingAndAllCallsSucceed) {
   EXPECT_FALSE(std::filesystem::exists(Dir() / "out.pdf"));
 }
 
+TEST_F(PrintJob, PagesOnOtherPaperMoveTheJobToANewDevice) {
+  auto paper = [](SHORT width, SHORT length, SHORT orientation) {
+    DeviceRequest request = A4(orientation);
+    request.devmode.dmPaperWidth = width;
+    request.devmode.dmPaperLength = length;
+    return request;
+  };
+  EngineJob job(*driver_);
+  std::string error;
+  ASSERT_TRUE(job.Enable(A4(), u"Test Printer", printer_, &error)) << error;
+  ASSERT_TRUE(job.StartDoc(u"Mixed", 1));
+  for (DeviceRequest next : {paper(2159, 2794, DMORIENT_PORTRAIT), paper(2100, 2970, DMORIENT_LANDSCAPE)}) {
+    EXPECT_TRUE(job.StartPage());
+    EXPECT_TRUE(job.SendPage());
+    ASSERT_TRUE(job.Reset(next, &error)) << error;
+  }
+  EXPECT_TRUE(job.StartPage());
+  EXPECT_TRUE(job.SendPage());
+  EXPECT_TRUE(job.EndDoc());
+  job.Disable();
+  // One file, its pages numbered on, each with the paper it was printed on.
+  const std::string pdf = snk::test::ReadFile(Dir() / "out.pdf");
+  EXPECT_NE(pdf.find("/Count 3 \n"), std::string::npos);
+  const size_t a4 = pdf.find("/MediaBox [0 0 595.2 841.68] \n/PageIndex 1 ");
+  const size_t letter = pdf.find("/MediaBox [0 0 612 792] \n/PageIndex 2 ");
+  const size_t landscape = pdf.find("/MediaBox [0 0 841.68 595.2] \n/PageIndex 3 ");
+  EXPECT_NE(a4, std::string::npos);
+  EXPECT_NE(letter, std::string::npos);
+  EXPECT_NE(landscape, std::string::npos);
+}
+
+TEST_F(PrintJob, AFailedStartLeavesNoFileAndTheCallsAfterItDoNothing) {
+  UseDefaultNameIn(Path(""));
+  { std::ofstream(Dir() / "Report.pdf") << "old"; }
+  boxAnswer_ = IDNO;  // do not try another file
+  EngineJob job(*driver_);
+  std::string error;
+  ASSERT_TRUE(job.Enable(A4(), u"Test Printer", printer_, &error)) << error;
+  EXPECT_FALSE(job.StartDoc(u"Report", 1));
+  job.StartPage();
+  job.SendPage();
+  job.EndDoc();
+  job.Disable();
+  EXPECT_EQ(boxes_.size(), 1u);
+  EXPECT_EQ(snk::test::ReadFile(Dir() / "Report.pdf"), "old");
+  EXPECT_FALSE(std::filesystem::exists(Dir() / "out.pdf"));
+}
+
+TEST_F(PrintJob, OutsideProgramsFindTheResultBesideTheUsersSettings) {
+  const std::u16string productKey = u"Software\\Kelmo Software\\PDF Forge";
+  auto stored = [&](const std::u16string& key) -> std::u16string {
+    HKEY handle = nullptr;
+    if (RegOpenKeyExW(HKEY_CURRENT_USER, key.c_str(), 0, KEY_ALL_ACCESS, &handle) != 0) return u"(no key)";
+    char16_t text[300] = {};
+    DWORD type = 0, size = sizeof text - 2;
+    LSTATUS status = RegQueryValueExW(handle, u"FileName", nullptr, &type, reinterpret_cast<BYTE*>(text), &size);
+    RegCloseKey(handle);
+    return status == 0 ? std::u16string(text) : u"(none)";
+  };
+  PrintPages(1);
+  EXPECT_EQ(stored(productKey), Path("out.pdf"));
+
+  snk::host::SetUiPolicy({});  // the dialog is cancelled
+  PrintPages(1);
+  EXPECT_EQ(stored(productKey), u"FALSE");
+  EXPECT_EQ(stored(UserKey()), u"(none)");  // the default-name override is untouched
+
+  // The next job with the default name writes NAME.pdf.
+  UseDefaultNameIn(Path(""));
+  EngineJob job(*driver_);
+  std::string error;
+  ASSERT_TRUE(job.Enable(A4(), u"Test Printer", printer_, &error)) << error;
+  EXPECT_TRUE(job.StartDoc(u"Report", 1));
+  EXPECT_TRUE(job.EndDoc());
+  job.Disable();
+  EXPECT_TRUE(std::filesystem::exists(Dir() / "Report.pdf"));
+}
+
 TEST_F(PrintJob, AStartDocWithJobIdZeroContinuesTheJob) {
   EngineJob job(*driver_);
   std::string error;
@@ -239,14 +329,8 @@ TEST_F(PrintJob, TheResultIsOpenedOnlyWhenTheUserWantsIt) {
 }
 
 TEST_F(PrintJob, DefaultNamesComeFromTheDocumentName) {
-  snk::host::SetRegistryOverlayDword(UserKey(), u"UseDefFileName", 1);
+  UseDefaultNameIn(Path(""));
   snk::host::SetRegistryOverlayDword(UserKey(), u"Overwrite", 1);
-  std::vector<BYTE> folder;
-  for (char16_t c : Path("") + std::u16string(2, u'\0')) {
-    folder.push_back(BYTE(c & 0xFF));
-    folder.push_back(BYTE(c >> 8));
-  }
-  snk::host::SetRegistryOverlay(UserKey(), u"Folder", REG_MULTI_SZ, folder);
   snk::host::SetUiPolicy({});
   const std::pair<std::u16string, std::string> cases[] = {
       {u"Microsoft Word - Report.doc", "Report.pdf"},

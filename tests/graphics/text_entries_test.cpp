@@ -100,13 +100,36 @@ TEST_F(TextEntries, OpaqueBoxWithoutGlyphsAndTheTextBeforeAPath) {
     EXPECT_TRUE(Entry<PFN_DrvFillPath>(INDEX_DrvFillPath)(so, &box.po, nullptr, &black_.bo, nullptr, 0x0D0D,
                                                           FP_ALTERNATEMODE));
   }));
-  // The box ends the text first; the run without glyphs leaves the page's
-  // colour as the box set it, so the fill sets black again.
+  // The box ends the text first. The run without glyphs marks its black
+  // as known although the page holds the box's white, so the fill writes
+  // no colour of its own.
   EXPECT_EQ(snk::test::CountOf(content, "BT "), 1u);
-  EXPECT_NE(
-      content.find(")]TJ ET\n1 1 1 sc 1 1 1 SC 24 781.68  48 12 re f 0.24 w [] 0 d 0 0 0 sc 2.4 836.88 m "),
-      std::string::npos)
+  EXPECT_NE(content.find(")]TJ ET\n1 1 1 sc 1 1 1 SC 24 781.68  48 12 re f 0.24 w [] 0 d 2.4 836.88 m "),
+            std::string::npos)
       << content;
+}
+
+TEST_F(TextEntries, TheDocumentEndsWithPageTreeFontsAndCatalogInThatOrder) {
+  std::string pdf = PrintPage([&](SURFOBJ* so) {
+    HostStrobj text = Run(*font_, u"H", {300}, 400);
+    EXPECT_TRUE(TextOut(so, text, &black_.bo));
+  });
+  // After the page (content 6, page 7): the page tree (1), the font's
+  // descriptor (8) and font (5), the catalog (9), the information (10).
+  const size_t tree = pdf.find("endobj\n1 0 obj\n");
+  ASSERT_NE(tree, std::string::npos);
+  std::string order;
+  for (size_t at = pdf.find(" 0 obj\n", tree); at != std::string::npos; at = pdf.find(" 0 obj\n", at + 1))
+    order += pdf.substr(pdf.rfind('\n', at) + 1, at - pdf.rfind('\n', at) - 1) + " ";
+  EXPECT_EQ(order, "1 8 5 9 10 ");
+  const std::string treeObject = "1 0 obj\n<<\n/Count 1 \n/Kids [7 0 R ] \n/Type /Pages \n>>\nendobj\n8 0 obj\n<<\n";
+  EXPECT_EQ(pdf.substr(tree + 7, treeObject.size()), treeObject);
+  EXPECT_NE(pdf.find(" ] \n>>\nendobj\n9 0 obj\n<<\n/Pages 1 0 R \n/Type /Catalog \n>>\nendobj\n10 0 obj\n"),
+            std::string::npos);
+  // The cross-reference table points at the page tree where it now stands.
+  char entry[21];
+  std::snprintf(entry, sizeof entry, "%010zu 00000 n\r\n", tree + 7);
+  EXPECT_EQ(pdf.substr(pdf.find("0000000000 65536 f\r\n") + 20, 20), entry);
 }
 
 TEST_F(TextEntries, SimulatedStylesAndTheClipAroundText) {

@@ -68,6 +68,9 @@ TEST(SnkprintOptions, BadValuesAreRefusedWithTheValue) {
   EXPECT_EQ(error, "unknown option --pdfa=1");
   EXPECT_FALSE(Parse({"--pdfa"}, &error));
   EXPECT_EQ(error, "no pages to print");
+  // The per-run overlay covers the user's settings only.
+  EXPECT_FALSE(Parse({"a.emf", "--set", "Printer.FFaces=Arial"}, &error));
+  EXPECT_NE(error.find("snkprint config set Printer.FFaces VALUE"), std::string::npos) << error;
   // A value may itself start with a dash.
   auto o = Parse({"a.emf", "--info-title", "-x-"});
   ASSERT_TRUE(o);

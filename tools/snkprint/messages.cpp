@@ -18,7 +18,9 @@ constexpr MessageEntry kMessages[] = {
      "                         --default-name and over a stored UseDefFileName\n"
      "  --title TEXT           the document name (default: the first file's name)\n"
      "  --paper A4|Letter|WIDTHxHEIGHTmm\n"
-     "                         paper size (default: the first page's frame)\n"
+     "                         paper for every page, turned to suit each page,\n"
+     "                         which is scaled to fit without distortion\n"
+     "                         (default: each page on the paper of its frame)\n"
      "  --dpi N                resolution in dots per inch (default: the stored\n"
      "                         DPI value, else 300)\n"
      "\n"
@@ -47,7 +49,8 @@ constexpr MessageEntry kMessages[] = {
      "  --keep-settings        keep the job's settings file and print its path\n"
      "  --set NAME=VALUE       overrides one value of your printer settings for\n"
      "                         this run only (decimal numbers are stored as\n"
-     "                         numbers, anything else as text); repeatable\n"
+     "                         numbers, anything else as text); repeatable;\n"
+     "                         not for the printer's values (printer.*)\n"
      "\n"
      "Other options:\n"
      "  --driver PATH          the driver module (default: snk_drv.so beside snkprint)\n"
@@ -68,6 +71,9 @@ constexpr MessageEntry kMessages[] = {
     {Msg::BadSet, "--set needs NAME=VALUE"},
     {Msg::BadPdfVersion, "--pdf-version needs 1.3, 1.4, 1.5, 1.6 or 1.7, not \"%s\""},
     {Msg::BadEmbed, "--embed needs 0, 1, 2 or 3, not \"%s\""},
+    {Msg::SetPrinterKey,
+     "--set %s: the printer's batch values cannot be set for one job; store one with "
+     "\"snkprint config set %s VALUE\""},
     {Msg::PageTooLarge, "the page is larger than 3276.7 mm; it is cut to that size"},
     {Msg::NotStarted, "the driver did not start the job; no file was written"},
     {Msg::ProposedExists, "the proposed file exists already; nothing was written (name the output with -o)"},

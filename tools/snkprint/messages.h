@@ -19,6 +19,7 @@ enum class Msg : int {
   BadSet = 2306,
   BadPdfVersion = 2307,
   BadEmbed = 2308,
+  SetPrinterKey = 2309,
   PageTooLarge = 2310,
   NotStarted = 2311,
   ProposedExists = 2312,

@@ -83,6 +83,15 @@ bool TakesValue(std::string_view arg) {
   return false;
 }
 
+// "printer.NAME" in any case: a value of the printer's data.
+bool IsPrinterKey(std::string_view name) {
+  constexpr std::string_view kPrefix = "printer.";
+  if (name.size() <= kPrefix.size()) return false;
+  for (size_t i = 0; i < kPrefix.size(); ++i)
+    if (std::tolower(static_cast<unsigned char>(name[i])) != kPrefix[i]) return false;
+  return true;
+}
+
 // An option of kValueOptions with its value; false with `error` set when
 // the value is wrong.
 bool ParseValueOption(std::string_view arg, const char* v, Options& options, std::string* error) {
@@ -137,7 +146,14 @@ bool ParseValueOption(std::string_view arg, const char* v, Options& options, std
       *error = FormatMessage(Msg::BadSet);
       return false;
     }
-    options.settings.emplace_back(std::string(setting.substr(0, eq)), std::string(setting.substr(eq + 1)));
+    std::string_view name = setting.substr(0, eq);
+    // The overlay covers the user's settings only: a printer value would be
+    // ignored without a word.
+    if (IsPrinterKey(name)) {
+      *error = FormatMessage(Msg::SetPrinterKey, {name, name});
+      return false;
+    }
+    options.settings.emplace_back(std::string(name), std::string(setting.substr(eq + 1)));
     return true;
   }
   return false;
