@@ -6,6 +6,7 @@
 #include "driver/device.h"
 #include "driver/drawing_entries.h"
 #include "driver/print_job.h"
+#include "modules/plugin_modules.h"
 #include "platform/win32.h"
 #include "services/core_module.h"
 #include "services/language.h"
@@ -22,7 +23,7 @@ void OnModuleAttach(HMODULE instance) {
   version.dwOSVersionInfoSize = sizeof version;
   if (GetVersionExW(&version))
     ModuleState().osVersion = version.dwMajorVersion * 100 + version.dwMinorVersion;
-  CKMC_CoreModule::Startup(instance);
+  CKMC_CoreModule::Startup(instance, &RegisterPluginModules);
 }
 
 void OnModuleDetach() { CKMC_CoreModule::Shutdown(); }

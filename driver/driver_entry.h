@@ -1,6 +1,7 @@
 // The driver's entry table and the guard every entry function runs in.
 #pragma once
 
+#include "platform/module_events.h"
 #include "platform/winddi.h"
 
 // Shows the error box for a failed entry function: texts 3208 and 3209
@@ -14,9 +15,6 @@ struct KMC_ModuleState {
 };
 KMC_ModuleState& ModuleState();
 
-// The module's load and unload notifications.
-void OnModuleAttach(HMODULE instance);
-void OnModuleDetach();
 
 // Runs an entry function's body so that no exception ever reaches the
 // engine: a failure is reported with the function's name and the entry

@@ -4,7 +4,6 @@
 // name set, the file goes straight into the folder; otherwise the save
 // dialog asks. The outcomes are an open file, failure, or a cancelled job.
 #include <string>
-#include <thread>
 
 #include "driver/print_job.h"
 #include "platform/win32.h"
@@ -114,11 +113,10 @@ bool RunSaveDialog(std::u16string& name, const CKM_WideString& folder, bool over
   dialog.lpstrDefExt = u".pdf";
   dialog.Flags = OFN_ENABLESIZING | (overwrite ? 0 : OFN_OVERWRITEPROMPT);
   BOOL ok = FALSE;
-  std::thread thread([&] {
+  RunOnHelperThread([&] {
     ok = GetSaveFileNameW(&dialog);
     error = ok ? 0 : CommDlgExtendedError();
   });
-  thread.join();
   name = CKM_WideString::FromBuffer(file, 260).str();
   return ok != FALSE;
 }

@@ -9,6 +9,21 @@
 #include "platform/win32.h"
 #include "services/core_module.h"
 #include "services/data_exchange.h"
+#include "services/language.h"
+#include "services/message_box.h"
+
+// Tells the user that the face `name` (system code page) is not embedded.
+// The text is formatted in the system code page into the room of a path,
+// as a narrow message box would show it; the box waits for its answer.
+void WarnFontNotEmbedded(const CKM_ByteString& name) {
+  char16_t format[260] = {};
+  if (!LoadLanguageString(IDS_FONT_NOT_EMBEDDABLE, format, 260)) return;
+  std::string text(FontNameToAnsi(format).view());
+  if (size_t at = text.find("%s"); at != std::string::npos) text.replace(at, 2, name.view());
+  if (text.size() > 259) text.resize(259);
+  std::u16string wide = FontNameFromAnsi(CKM_ByteString(std::move(text)));
+  ShowMessage(nullptr, wide.c_str(), nullptr, MB_SETFOREGROUND);
+}
 
 CKMC_Document::CKMC_Document() { graphics.textSink = &text; }
 CKMC_Document::~CKMC_Document() = default;

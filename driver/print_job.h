@@ -21,6 +21,10 @@
 
 class CKMC_Device;
 
+// Shows the driver's warning that the face `name` (in the system code page)
+// stays outside the file, and waits for the answer.
+void WarnFontNotEmbedded(const CKM_ByteString& name);
+
 // The file name part of a document title: what follows the last character
 // that a file name cannot hold, without leading blanks and last extension.
 std::u16string CleanTitle(std::u16string_view title);
@@ -99,7 +103,7 @@ class CKMC_Document : public CKMC_DocumentWriter {
   CKMC_Graphics graphics{*this, gdiPunt, jobCancelled, imageCompress, mergeImages};
   // The fonts the document's text uses (numbered per document), and the
   // page's text block, which the graphics part ends before it draws.
-  CKMC_FontCatalogue fonts{*this, CKMC_FontCatalogue::Settings{fontEmbed, fontWarn, faceBlock}};
+  CKMC_FontCatalogue fonts{*this, CKMC_FontCatalogue::Settings{fontEmbed, fontWarn, faceBlock, &WarnFontNotEmbedded}};
   CKMC_TextObject text;
   // The last face name DrvTextOut asked about and whether it is a gothic
   // face: a page's runs mostly share their face, and the answer costs a

@@ -124,6 +124,9 @@ class CKMC_FontCatalogue {
     const uint32_t& fontEmbed;  // 0 none, 1 the faces of `faceBlock`, 2 all, 3 all but the standard 14
     const uint32_t& fontWarn;   // warn when a face cannot be embedded
     const std::vector<uint8_t>& faceBlock;  // the printer's "FFaces" block
+    // Tells the user that a face stays outside the file (its name in the
+    // system code page) and waits for the answer; none: nobody is told.
+    void (*warnNotEmbedded)(const CKM_ByteString& name) = nullptr;
   };
   CKMC_FontCatalogue(CKMC_DocumentWriter& writer, Settings settings);
   ~CKMC_FontCatalogue();
@@ -163,10 +166,6 @@ class CKMC_FontCatalogue {
  private:
   // The embedded form of a face; null when the face cannot be embedded.
   std::unique_ptr<CKMC_Font> MakeEmbeddedFont(FONTOBJ* fontObject, const IFIMETRICS& metrics, uint32_t mode);
-  // Tells the user, if the settings ask for it, that `name` stays outside
-  // the file; waits for the answer.
-  void WarnNotEmbedded(const CKM_ByteString& name) const;
-
   std::vector<std::unique_ptr<CKMC_Font>> fonts_;
 };
 

@@ -24,8 +24,6 @@
 #include "fonts/subfonts.h"
 #include "platform/win32.h"
 #include "services/core_module.h"
-#include "services/language.h"
-#include "services/message_box.h"
 
 namespace {
 
@@ -310,7 +308,8 @@ CKMC_Font& CKMC_FontCatalogue::FindOrCreateFont(FONTOBJ* fontObject) {
       fonts_.push_back(std::move(font));
       return *fonts_.back();
     }
-    if (settings.fontWarn) WarnNotEmbedded(FontNameToAnsi(MakeFaceName(metrics, mode, true)));
+    if (settings.fontWarn && settings.warnNotEmbedded)
+      settings.warnNotEmbedded(FontNameToAnsi(MakeFaceName(metrics, mode, true)));
   }
 
   std::unique_ptr<CKMC_Font> font;
@@ -332,18 +331,6 @@ std::unique_ptr<CKMC_Font> CKMC_FontCatalogue::MakeEmbeddedFont(FONTOBJ* fontObj
   font->InitCharsets(metrics);
   if (!font->ChooseEmbedSubFont()) return nullptr;
   return font;
-}
-
-void CKMC_FontCatalogue::WarnNotEmbedded(const CKM_ByteString& name) const {
-  char16_t format[260] = {};
-  if (!LoadLanguageString(IDS_FONT_NOT_EMBEDDABLE, format, 260)) return;
-  // The text is formatted in the system code page into the room of a path,
-  // as a narrow message box would show it.
-  std::string text(FontNameToAnsi(format).view());
-  if (size_t at = text.find("%s"); at != std::string::npos) text.replace(at, 2, name.view());
-  if (text.size() > 259) text.resize(259);
-  std::u16string wide = FontNameFromAnsi(CKM_ByteString(std::move(text)));
-  ShowMessage(nullptr, wide.c_str(), nullptr, MB_SETFOREGROUND);
 }
 
 uint16_t CKMC_FontCatalogue::GlyphToUnicode(const CKMC_Font& font, HGLYPH glyph) {

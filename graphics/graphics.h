@@ -22,6 +22,7 @@
 #include "base/binary_buf.h"
 #include "base/byte_string.h"
 #include "graphics/image_object.h"
+#include "graphics/text_sink.h"
 #include "platform/winddi.h"
 #include "writer/document_writer.h"
 
@@ -63,17 +64,6 @@ inline bool ReadsDestination(ULONG rop) {
 // A path's bounds in whole pixels: left and top truncated, right and bottom
 // rounded up, from 28.4 fixed point.
 RECTL PixelBounds(const RECTFX& bounds);
-
-// The text output, which holds its text block back between calls; the
-// graphics part ends the block through this before it writes anything.
-class IKMC_TextSink {
- public:
-  // Writes the open text block to `out`, if there is one.
-  virtual void FlushText(CKM_BinaryBuf& out) = 0;
-
- protected:
-  ~IKMC_TextSink() = default;
-};
 
 class CKMC_Graphics {
  public:

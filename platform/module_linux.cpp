@@ -3,7 +3,7 @@
 // Windows tells a DLL through DllMain; a shared object gets the same through
 // its constructor and destructor. The module handle is an address inside
 // the module, from which the host finds the module's file.
-#include "driver/driver_entry.h"
+#include "platform/module_events.h"
 
 namespace {
 

@@ -269,6 +269,22 @@ BOOL WritePrivateProfileStructW(LPCWSTR section, LPCWSTR key, LPCVOID data,
 HINSTANCE ShellExecuteW(HWND owner, LPCWSTR verb, LPCWSTR file,
                         LPCWSTR parameters, LPCWSTR directory, INT show);
 
+// Threads: a thread runs `start(parameter)`; its handle is waited for and
+// closed with CloseHandle. Only the infinite wait is needed.
+using LPTHREAD_START_ROUTINE = DWORD (*)(LPVOID parameter);
+inline constexpr DWORD INFINITE = 0xFFFFFFFF;
+inline constexpr DWORD WAIT_OBJECT_0 = 0;
+inline constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
+HANDLE CreateThread(void* security, SIZE_T stackSize, LPTHREAD_START_ROUTINE start,
+                    LPVOID parameter, DWORD flags, DWORD* threadId);
+DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds);
+
+// The C runtime's pseudo-random numbers (0 to 32767) after a seed. The
+// Linux host mixes a value of the process's own into the seed, so that
+// processes seeded in the same second draw different numbers.
+void SnkSeedRandom(UINT seed);
+INT SnkRandom();
+
 // Modules: the file name of the module that holds the given handle.
 DWORD GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size);
 

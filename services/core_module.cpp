@@ -4,10 +4,6 @@
 #include <new>
 #include <string>
 
-#include "modules/headfoot_module.h"
-#include "modules/security_module.h"
-#include "modules/uibase_module.h"
-#include "modules/watermark_module.h"
 #include "platform/win32.h"
 
 namespace {
@@ -69,7 +65,7 @@ CKMC_CoreModule::~CKMC_CoreModule() {
 
 CKMC_CoreModule* CKMC_CoreModule::Get() { return g_core; }
 
-CKMC_CoreModule* CKMC_CoreModule::Startup(HMODULE module) {
+CKMC_CoreModule* CKMC_CoreModule::Startup(HMODULE module, ModuleRegistration registerModules) {
   if (!g_core) {
     g_core = new (std::nothrow) CKMC_CoreModule(module);
     if (!g_core) return nullptr;
@@ -78,10 +74,7 @@ CKMC_CoreModule* CKMC_CoreModule::Startup(HMODULE module) {
   g_core->GetFontNameList();
   // Each factory registers its module once per process, so a second
   // start-up adds nothing.
-  CKMC_HeadFootModule::Create(module);
-  CKMC_WaterMarkModule::Create(module);
-  CKMC_UIBaseModule::Create(module);
-  CKMC_SecurityModule::Create(module);
+  if (registerModules) registerModules(module);
   return g_core;
 }
 

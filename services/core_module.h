@@ -122,10 +122,13 @@ class CKMC_CoreModule : public IKMC_CoreModule {
 
   // The module's instance, or null before start-up and after shut-down.
   static CKMC_CoreModule* Get();
-  // Creates the instance (once per process) and registers the plug-in
-  // modules in their order: header and footer, watermark, base pages,
-  // security. Calling it again returns the running instance.
-  static CKMC_CoreModule* Startup(HMODULE module);
+  // The caller's registration of the plug-in modules: each module's
+  // factory registers it with the running core, once per process.
+  using ModuleRegistration = void (*)(HMODULE module);
+  // Creates the instance (once per process), then lets `registerModules`
+  // register the plug-in modules in their order. Calling it again returns
+  // the running instance.
+  static CKMC_CoreModule* Startup(HMODULE module, ModuleRegistration registerModules = nullptr);
   // Release of the running instance, if any.
   static void Shutdown();
 

@@ -4,7 +4,6 @@
 // each read sees what the interface module wrote last. A missing file, key
 // or section reads as the caller's default.
 #include <climits>
-#include <cstdlib>
 #include <cwctype>
 #include <string>
 #include <vector>
@@ -86,23 +85,24 @@ int CKMC_DataExchange::CreateFile() {
   EnterFolder(folder, u"Kelmo PDF Forge");
 
   // The number is drawn from a generator seeded with the clock; a name that
-  // is taken draws the next number (a bounded number of times).
+  // is taken, or taken meanwhile by another job, draws the next number (a
+  // bounded number of times). The file is only ever made new.
   SYSTEMTIME now{};
   GetLocalTime(&now);
-  std::srand(static_cast<unsigned>(((now.wDay * 24u + now.wHour) * 60u + now.wMinute) * 60u + now.wSecond));
-  std::u16string name;
-  for (int attempt = 0;; ++attempt) {
+  SnkSeedRandom(static_cast<UINT>(((now.wDay * 24u + now.wHour) * 60u + now.wMinute) * 60u + now.wSecond));
+  HANDLE file = INVALID_HANDLE_VALUE;
+  for (int attempt = 0; file == INVALID_HANDLE_VALUE; ++attempt) {
     if (attempt == 1000) return 0;
-    name = SettingsFileName(static_cast<unsigned>(std::rand()));
-    if (!FolderHasFile(folder, name)) break;
+    std::u16string name = SettingsFileName(static_cast<unsigned>(SnkRandom()));
+    if (FolderHasFile(folder, name)) continue;
+    SetFileName((folder + name).c_str());
+    DeleteVirtualizedCopy(m_fileName);
+    file = ::CreateFileW(m_fileName, GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL,
+                         nullptr);
+    if (file == INVALID_HANDLE_VALUE && GetLastError() != ERROR_FILE_EXISTS) return 0;
   }
-  SetFileName((folder + name).c_str());
-  DeleteVirtualizedCopy(m_fileName);
 
   // A new file holds the marker and an empty first section, in UTF-16LE.
-  HANDLE file = ::CreateFileW(m_fileName, GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_NEW,
-                              FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (file == INVALID_HANDLE_VALUE) return 0;
   std::vector<uint8_t> bytes = {0xFF, 0xFE};
   AppendUTF16LE(bytes, std::u16string_view(u"[StringTable]\0", 14));
   DWORD written = 0;

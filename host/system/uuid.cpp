@@ -3,8 +3,6 @@
 // Test switches, not for production: SNK_UUID_FIXED=<36-character UUID>
 // makes every UuidCreate return that value (so it is not unique), and
 // SNK_UUID_NO_ADDRESS=1 makes UuidCreate fail with RPC_S_UUID_NO_ADDRESS.
-#include <sys/random.h>
-
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -12,6 +10,7 @@
 #include <optional>
 #include <string_view>
 
+#include "host/system/random.h"
 #include "host/system/win_errors.h"
 #include "platform/win32.h"
 
@@ -46,18 +45,6 @@ std::optional<UUID> ParseUuid(std::string_view text) {
   uuid.Data3 = static_cast<uint16_t>(bytes[6] << 8 | bytes[7]);
   std::memcpy(uuid.Data4, bytes + 8, 8);
   return uuid;
-}
-
-bool RandomBytes(void* buffer, size_t size) {
-  auto* p = static_cast<char*>(buffer);
-  while (size > 0) {
-    ssize_t n = getrandom(p, size, 0);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return false;
-    p += n;
-    size -= static_cast<size_t>(n);
-  }
-  return true;
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 
+#include "driver/print_job.h"
 #include "font_fixtures.h"
 #include "fonts/embedded_font.h"
 #include "fonts/font.h"
@@ -168,7 +169,8 @@ class Catalogue : public snk::test::FontCatalogueTest {
 
   uint32_t embed_ = 0, warn_ = 1;
   std::vector<uint8_t> faces_;
-  CKMC_FontCatalogue catalogue_{writer_, {embed_, warn_, faces_}};
+  // The driver's warning, as the document hands it to its catalogue.
+  CKMC_FontCatalogue catalogue_{writer_, {embed_, warn_, faces_, &WarnFontNotEmbedded}};
 };
 
 TEST_F(Catalogue, OneFontPerFaceKeptByUniqueAndFaceName) {

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "host/fonts/host_font.h"
+#include "modules/plugin_modules.h"
 #include "platform/win32.h"
 #include "platform/winddi.h"
 #include "test_support.h"
@@ -323,7 +324,7 @@ class FontCatalogueTest : public WriterTest {
   void SetUp() override {
     WriterTest::SetUp();
     CKMC_CoreModule::Shutdown();
-    ASSERT_NE(CKMC_CoreModule::Startup(nullptr), nullptr);
+    ASSERT_NE(CKMC_CoreModule::Startup(nullptr, &RegisterPluginModules), nullptr);
   }
   void TearDown() override {
     CKMC_CoreModule::Shutdown();

@@ -12,6 +12,7 @@
 #include "modules/security_module.h"
 #include "modules/uibase_module.h"
 #include "modules/watermark_module.h"
+#include "modules/plugin_modules.h"
 #include "platform/win32.h"
 #include "test_support.h"
 
@@ -22,7 +23,7 @@ class CoreModule : public snk::test::HostTest {
   void SetUp() override {
     HostTest::SetUp();
     CKMC_CoreModule::Shutdown();  // whatever an earlier test left running
-    core_ = CKMC_CoreModule::Startup(nullptr);
+    core_ = CKMC_CoreModule::Startup(nullptr, &RegisterPluginModules);
     ASSERT_NE(core_, nullptr);
   }
   void TearDown() override {
@@ -53,7 +54,7 @@ class CountingModule : public IKMC_PluginModule {
 };
 
 TEST_F(CoreModule, StartingTwiceKeepsOneCoreAndRegistersTheFourModulesOnceInOrder) {
-  EXPECT_EQ(CKMC_CoreModule::Startup(nullptr), core_);
+  EXPECT_EQ(CKMC_CoreModule::Startup(nullptr, &RegisterPluginModules), core_);
   EXPECT_EQ(CKMC_CoreModule::Get(), core_);
   std::vector<IKMC_PluginModule*> modules = Walk();
   ASSERT_EQ(modules.size(), 4u);
@@ -69,7 +70,7 @@ TEST_F(CoreModule, StartingTwiceKeepsOneCoreAndRegistersTheFourModulesOnceInOrde
   EXPECT_EQ(CKMC_HeadFootModule::Instance(), nullptr);
   EXPECT_EQ(CKMC_SecurityModule::Instance(), nullptr);
   // A new start-up makes new modules, registered again.
-  core_ = CKMC_CoreModule::Startup(nullptr);
+  core_ = CKMC_CoreModule::Startup(nullptr, &RegisterPluginModules);
   EXPECT_EQ(Walk().size(), 4u);
   EXPECT_NE(CKMC_WaterMarkModule::Instance(), nullptr);
 }
