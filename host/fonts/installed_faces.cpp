@@ -10,6 +10,7 @@
 #include <map>
 #include <mutex>
 #include <set>
+#include <tuple>
 
 #include "host/fonts/font_lookup.h"
 #include "host/fonts/host_font.h"
@@ -243,9 +244,13 @@ std::u16string FaceNameList() {
 
 }  // namespace
 
-std::vector<FaceCandidate> MatchFaces(const std::u16string& family, int32_t weight, bool italic,
-                                      uint8_t charset, size_t limit) {
-  std::lock_guard lock(FcMutex());
+namespace {
+
+// What fontconfig offers for one request: sorting the installed faces is
+// the costly part, and a job asks for the same few requests again and
+// again, so each is answered once per process.
+std::vector<FaceCandidate> SortFaces(const std::u16string& family, int32_t weight, bool italic, uint8_t charset,
+                                     size_t limit) {
   FcConfig* config = Config();
   FcPattern* pattern = FcPatternCreate();
   if (!family.empty()) {
@@ -283,6 +288,20 @@ std::vector<FaceCandidate> MatchFaces(const std::u16string& family, int32_t weig
   if (sorted) FcFontSetDestroy(sorted);
   FcPatternDestroy(pattern);
   return out;
+}
+
+}  // namespace
+
+std::vector<FaceCandidate> MatchFaces(const std::u16string& family, int32_t weight, bool italic,
+                                      uint8_t charset, size_t limit) {
+  using Request = std::tuple<std::u16string, int32_t, bool, uint8_t, size_t>;
+  static std::map<Request, std::vector<FaceCandidate>> answers;
+  std::lock_guard lock(FcMutex());
+  Request request{family, weight, italic, charset, limit};
+  auto known = answers.find(request);
+  if (known == answers.end())
+    known = answers.emplace(std::move(request), SortFaces(family, weight, italic, charset, limit)).first;
+  return known->second;
 }
 
 std::shared_ptr<const std::vector<uint8_t>> ReadFontFile(const std::string& path, std::string* error) {
