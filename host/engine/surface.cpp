@@ -1,5 +1,7 @@
 #include "host/engine/surface.h"
 
+#include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <memory>
 #include <mutex>
@@ -37,6 +39,13 @@ HostSurface* FindSurface(HSURF handle) {
   return g_surfaces.count(surface) ? surface : nullptr;
 }
 
+namespace {
+std::atomic<uint64_t> g_maxSurfaceBytes{kDefaultMaxSurfaceBytes};
+}  // namespace
+
+void SetMaxSurfaceBytes(uint64_t bytes) { g_maxSurfaceBytes = std::min(bytes, kMaxBitmapBytes); }
+uint64_t MaxSurfaceBytes() { return g_maxSurfaceBytes; }
+
 }  // namespace snk::engine
 
 using snk::engine::FindSurface;
@@ -72,6 +81,7 @@ HBITMAP APIENTRY EngCreateBitmap(SIZEL size, LONG stride, ULONG format, FLONG fl
   if (total > kMaxBitmapBytes) return nullptr;
   uint8_t* base = static_cast<uint8_t*>(bits);
   if (!base) {
+    if (total > snk::engine::MaxSurfaceBytes()) return nullptr;
     try {
       surface->bits.assign(total, 0);
     } catch (const std::bad_alloc&) {

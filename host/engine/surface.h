@@ -34,4 +34,12 @@ SNK_HOST_API HostSurface* FindSurface(HSURF handle);
 // Largest bitmap the engine will create, in bytes.
 inline constexpr uint64_t kMaxBitmapBytes = uint64_t{1} << 30;
 
+// Largest bitmap whose pixels the engine allocates itself (a page surface,
+// a canvas), in bytes; 256 MiB unless the host program sets another limit
+// (at most kMaxBitmapBytes). A page at 300 dpi up to A1 fits. A driver
+// whose page surface cannot be made goes on without one.
+inline constexpr uint64_t kDefaultMaxSurfaceBytes = uint64_t{256} << 20;
+SNK_HOST_API void SetMaxSurfaceBytes(uint64_t bytes);
+SNK_HOST_API uint64_t MaxSurfaceBytes();
+
 }  // namespace snk::engine

@@ -199,6 +199,19 @@ TEST_F(Device, ATooLargeBitmapFallsBackToADeviceSurfaceWithOneBox) {
   EngUnlockSurface(so);
   a4->DisableSurface();
   EXPECT_EQ(boxes_.size(), 1u);
+
+  // The host's limit decides what is too large: A4 at 300 dpi needs 26 MB.
+  snk::engine::SetMaxSurfaceBytes(20 << 20);
+  auto* limited = Enable(Paper(2100, 2970, 300));
+  limited->engineDevice = reinterpret_cast<HDEV>(&hdev);
+  hdev.dhpdev = reinterpret_cast<DHPDEV>(limited);
+  so = EngLockSurface(limited->EnableSurface());
+  snk::engine::SetMaxSurfaceBytes(snk::engine::kDefaultMaxSurfaceBytes);
+  EXPECT_EQ(so->iType, STYPE_DEVICE);
+  EXPECT_EQ(limited->gdiPunt, 0u);
+  EXPECT_EQ(boxes_.size(), 2u);
+  EngUnlockSurface(so);
+  limited->DisableSurface();
 }
 
 TEST_F(Device, ResetHandsTheJobToTheNewDeviceAndItsPageSize) {
