@@ -62,11 +62,16 @@ std::vector<Span> SpansAt(const std::vector<RECTL>& rects, size_t& cursor, int32
 
 bool Keep(RegionOp op, bool a, bool b) {
   switch (op) {
-    case RegionOp::And: return a && b;
-    case RegionOp::Or: return a || b;
-    case RegionOp::Xor: return a != b;
-    case RegionOp::Diff: return a && !b;
-    case RegionOp::Copy: return a;
+    case RegionOp::And:
+      return a && b;
+    case RegionOp::Or:
+      return a || b;
+    case RegionOp::Xor:
+      return a != b;
+    case RegionOp::Diff:
+      return a && !b;
+    case RegionOp::Copy:
+      return a;
   }
   return false;
 }
@@ -223,7 +228,8 @@ Region Region::FromPath(const HostPath& path, bool winding) {
       const double x = e->x0 + (y - e->y0) * (e->x1 - e->x0) / (e->y1 - e->y0);
       crossings.push_back({x, e->dir});
     }
-    std::sort(crossings.begin(), crossings.end(), [](const Crossing& a, const Crossing& b) { return a.x < b.x; });
+    std::sort(crossings.begin(), crossings.end(),
+              [](const Crossing& a, const Crossing& b) { return a.x < b.x; });
     spans.clear();
     int count = 0;
     for (size_t i = 0; i + 1 < crossings.size(); ++i) {
@@ -284,12 +290,18 @@ void Region::Offset(int32_t dx, int32_t dy) {
   *this = FromRects(rects_);
 }
 
+std::span<const RECTL> Region::BandAt(int32_t y) const {
+  // Bands are sorted by top and do not overlap, so their bottoms ascend too.
+  auto first =
+      std::partition_point(rects_.begin(), rects_.end(), [y](const RECTL& r) { return r.bottom <= y; });
+  auto last = std::partition_point(first, rects_.end(), [y](const RECTL& r) { return r.top <= y; });
+  return {first, last};
+}
+
 bool Region::Contains(int32_t x, int32_t y) const {
-  for (const RECTL& r : rects_) {
-    if (r.top > y) break;
-    if (y < r.bottom && x >= r.left && x < r.right) return true;
-  }
-  return false;
+  const std::span<const RECTL> band = BandAt(y);
+  auto it = std::partition_point(band.begin(), band.end(), [x](const RECTL& r) { return r.right <= x; });
+  return it != band.end() && it->left <= x;
 }
 
 bool Region::ContainsRect(const RECTL& rect) const {
