@@ -243,9 +243,23 @@ void Line(Painter& painter, int64_t ax, int64_t ay, int64_t bx, int64_t by, Cosm
     first = std::max(first, major0 - hi);
     last = std::min(last, major0 - lo);
   }
+  // The shorter offset (2 * i * minorLen + n) / (2 * n) is stepped as a
+  // quotient and remainder rather than divided out at every pixel.
+  int64_t quotient = 0, remainder = 0;
+  if (first <= last) {
+    quotient = (2 * first * minorLen + n) / (2 * n);
+    remainder = (2 * first * minorLen + n) % (2 * n);
+  }
   for (int64_t i = first; i <= last; ++i) {
+    if (i > first) {
+      remainder += 2 * minorLen;
+      if (remainder >= 2 * n) {
+        remainder -= 2 * n;
+        ++quotient;
+      }
+    }
     int64_t major = major0 + majorStep * i;
-    int64_t minor = minor0 + minorStep * ((2 * i * minorLen + n) / (2 * n));
+    int64_t minor = minor0 + minorStep * quotient;
     bool dash = !style.Styled() || style.DashAt(i);
     int64_t x = xMajor ? major : minor, y = xMajor ? minor : major;
     if (x < INT32_MIN || x > INT32_MAX || y < INT32_MIN || y > INT32_MAX) continue;

@@ -259,6 +259,10 @@ RECTL Region::Bounds() const {
 
 Region Region::Combine(const Region& other, RegionOp op) const {
   if (op == RegionOp::Copy) return *this;
+  // A region cut by a rectangle around it is unchanged: the common case of
+  // a clip cut to the page.
+  if (op == RegionOp::And && IsRect() && Contains(rects_.front(), other)) return other;
+  if (op == RegionOp::And && other.IsRect() && Contains(other.rects_.front(), *this)) return *this;
   std::vector<int32_t> ys;
   for (const RECTL& r : rects_) ys.insert(ys.end(), {r.top, r.bottom});
   for (const RECTL& r : other.rects_) ys.insert(ys.end(), {r.top, r.bottom});
@@ -275,6 +279,12 @@ Region Region::Combine(const Region& other, RegionOp op) const {
   Region region;
   region.rects_ = builder.Take();
   return region;
+}
+
+bool Region::Contains(const RECTL& rect, const Region& region) {
+  if (region.Empty()) return true;
+  const RECTL b = region.Bounds();
+  return rect.left <= b.left && rect.top <= b.top && b.right <= rect.right && b.bottom <= rect.bottom;
 }
 
 Region Region::Intersect(const RECTL& rect) const { return Combine(Region(rect), RegionOp::And); }
@@ -306,7 +316,17 @@ bool Region::Contains(int32_t x, int32_t y) const {
 
 bool Region::ContainsRect(const RECTL& rect) const {
   if (!WellFormed(rect)) return true;
-  return Region(rect).Combine(*this, RegionOp::Diff).Empty();
+  // Every row of the rectangle lies in a band with one rectangle spanning
+  // it; bands follow each other without gaps.
+  int32_t y = rect.top;
+  while (y < rect.bottom) {
+    const std::span<const RECTL> band = BandAt(y);
+    auto it =
+        std::partition_point(band.begin(), band.end(), [&](const RECTL& r) { return r.right <= rect.left; });
+    if (it == band.end() || it->left > rect.left || it->right < rect.right) return false;
+    y = it->bottom;
+  }
+  return true;
 }
 
 Region Region::Transformed(double sx, double sy, double dx, double dy) const {

@@ -51,6 +51,9 @@ class SNK_HOST_API Region {
   friend bool operator==(const Region& a, const Region& b);
 
  private:
+  // Whether every pixel of `region` lies in `rect`.
+  static bool Contains(const RECTL& rect, const Region& region);
+
   std::vector<RECTL> rects_;
 };
 
