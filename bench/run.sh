@@ -9,4 +9,5 @@ python3 bench/corpus_jobs.py --set pictures
 build/bench/bench_text_out 100 /tmp/snk-bench-text.pdf
 python3 bench/corpus_jobs.py --set text
 build/bench/bench_font_subset
+[ -x build/bench/bench_engine_scale ] && build/bench/bench_engine_scale
 python3 bench/peer_jobs.py

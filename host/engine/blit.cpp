@@ -132,6 +132,20 @@ uint8_t MaskState(const SourcePixels& mask, int64_t x, int64_t y) {
   return mask.Word(int32_t(x), int32_t(y)) ? kFore : kBack;
 }
 
+// The first index at or after `i` (below `end`) whose state is not `kind`;
+// `end` if none. Whole words of equal states are stepped over at once.
+int32_t RunEnd(const uint8_t* state, int32_t i, int32_t end, uint8_t kind) {
+  const uint64_t same = kind * 0x0101010101010101ull;
+  while (i + 8 <= end) {
+    uint64_t word;
+    std::memcpy(&word, state + i, 8);
+    if (word != same) break;
+    i += 8;
+  }
+  while (i < end && state[i] == kind) ++i;
+  return i;
+}
+
 // Paints the rows of `box` (inside the painter's area). For each row,
 // fill(y, src, state) writes the source colours and the per-pixel state of
 // the box's columns, and returns false when the row has nothing to draw.
@@ -150,8 +164,7 @@ void Compose(Blit& blit, const RECTL& box, Fill&& fill) {
     painter.Runs(y, box.left, box.right, [&](int32_t a, int32_t b) {
       for (int32_t x = a; x < b;) {
         const uint8_t kind = state[x - box.left];
-        int32_t end = x + 1;
-        while (end < b && state[end - box.left] == kind) ++end;
+        const int32_t end = box.left + RunEnd(state.data(), x + 1 - box.left, b - box.left, kind);
         if (kind != kSkip) {
           const size_t at = size_t(x - box.left) * 3;
           ApplyRop(kind == kFore ? blit.fore : blit.back, pattern.data() + at, src.data() + at,
@@ -263,8 +276,31 @@ class RectRows {
         cachedHi_ = hi;
       }
     }
+    if (!blit_.masked) {
+      // Without a mask the states depend on the columns alone: two rows
+      // made once, for rows with and without source pixels.
+      if (unmasked_[rowValid].empty())
+        unmasked_[rowValid] = States(rowValid, 0, nullptr, unmaskedAny_[rowValid]);
+      std::memcpy(state, unmasked_[rowValid].data(), width);
+      return unmaskedAny_[rowValid];
+    }
     const int64_t maskY = maskTop_ + (rows_.nearest[k] - sourceTop_);
     bool any = false;
+    States(rowValid, maskY, state, any);
+    return any;
+  }
+
+ private:
+  // The states of a row's columns into `state` (or, when null, into a new
+  // row that is returned); `any` tells whether one of them is drawn.
+  std::vector<uint8_t> States(bool rowValid, int64_t maskY, uint8_t* state, bool& any) const {
+    const size_t width = valid_.size();
+    std::vector<uint8_t> made;
+    if (!state) {
+      made.resize(width);
+      state = made.data();
+    }
+    any = false;
     for (size_t c = 0; c < width; ++c) {
       uint8_t kind = blit_.masked ? MaskState(*blit_.mask.pixels, maskColumns_[c], maskY) : kFore;
       const uint8_t rop = kind == kFore ? blit_.fore : blit_.back;
@@ -272,10 +308,9 @@ class RectRows {
       state[c] = kind;
       any = any || kind != kSkip;
     }
-    return any;
+    return made;
   }
 
- private:
   void Read(int32_t lo, int32_t hi, uint8_t* src) {
     const SourcePixels& pixels = *blit_.source.pixels;
     const int32_t width = int32_t(valid_.size());
@@ -376,6 +411,8 @@ class RectRows {
   int64_t maskTop_ = 0;
   int32_t cachedLo_ = -1;
   int32_t cachedHi_ = -1;
+  std::vector<uint8_t> unmasked_[2];  // by whether the row has source pixels
+  bool unmaskedAny_[2] = {};
 };
 
 // The blit of source rectangle `src` (as given: reversed axes mirror) onto

@@ -20,19 +20,19 @@ FIX ToFix(double pixels) {
 
 HostPath::HostPath() {
   LiveSet<HostPath>::Add(this);
-  UpdateHeader();
+  Recount();
 }
 
 HostPath::HostPath(const HostPath& other) : figures_(other.figures_), open_(other.open_) {
   LiveSet<HostPath>::Add(this);
-  UpdateHeader();
+  Recount();
 }
 
 HostPath& HostPath::operator=(const HostPath& other) {
   figures_ = other.figures_;
   open_ = other.open_;
   enumFigure_ = enumRun_ = 0;
-  UpdateHeader();
+  Recount();
   return *this;
 }
 
@@ -44,10 +44,13 @@ HostPath* HostPath::From(PATHOBJ* po) {
 }
 
 void HostPath::MoveTo(POINTFIX p) {
-  if (!figures_.empty() && figures_.back().runs.empty() && !figures_.back().closed) figures_.pop_back();
+  if (!figures_.empty() && figures_.back().runs.empty() && !figures_.back().closed) {
+    Count(figures_.back().start, -1);
+    figures_.pop_back();
+  }
   figures_.push_back(PathFigure{p, {}, false});
+  Count(p);
   open_ = true;
-  UpdateHeader();
 }
 
 void HostPath::LineTo(POINTFIX p) {
@@ -63,7 +66,8 @@ void HostPath::LineTo(POINTFIX p) {
   auto& runs = figures_.back().runs;
   if (runs.empty() || runs.back().bezier) runs.push_back(PathRun{false, {}});
   runs.back().points.push_back(p);
-  UpdateHeader();
+  Count(p);
+  ++po.cCurves;
 }
 
 void HostPath::BezierTo(POINTFIX c1, POINTFIX c2, POINTFIX end) {
@@ -71,7 +75,9 @@ void HostPath::BezierTo(POINTFIX c1, POINTFIX c2, POINTFIX end) {
   auto& runs = figures_.back().runs;
   if (runs.empty() || !runs.back().bezier) runs.push_back(PathRun{true, {}});
   runs.back().points.insert(runs.back().points.end(), {c1, c2, end});
-  UpdateHeader();
+  for (POINTFIX p : {c1, c2, end}) Count(p);
+  ++po.cCurves;
+  po.fl |= PO_BEZIERS;
 }
 
 void HostPath::CloseFigure() {
@@ -145,21 +151,27 @@ BOOL HostPath::Enum(PATHDATA* data) {
   return enumFigure_ < figures_.size() ? TRUE : FALSE;
 }
 
-void HostPath::UpdateHeader() {
-  po.fl = 0;
-  ULONG curves = 0;
-  bool integers = true;
-  auto check = [&](POINTFIX p) { integers = integers && (p.x & 15) == 0 && (p.y & 15) == 0; };
+void HostPath::Count(POINTFIX p, int sign) {
+  if ((p.x & 15) == 0 && (p.y & 15) == 0) return;
+  fractional_ += sign;
+  if (fractional_ == 0)
+    po.fl |= PO_ALL_INTEGERS;
+  else
+    po.fl &= ~FLONG{PO_ALL_INTEGERS};
+}
+
+void HostPath::Recount() {
+  po.fl = PO_ALL_INTEGERS;
+  po.cCurves = 0;
+  fractional_ = 0;
   for (const PathFigure& figure : figures_) {
-    check(figure.start);
+    Count(figure.start);
     for (const PathRun& run : figure.runs) {
       if (run.bezier) po.fl |= PO_BEZIERS;
-      curves += static_cast<ULONG>(run.bezier ? run.points.size() / 3 : run.points.size());
-      for (POINTFIX p : run.points) check(p);
+      po.cCurves += static_cast<ULONG>(run.bezier ? run.points.size() / 3 : run.points.size());
+      for (POINTFIX p : run.points) Count(p);
     }
   }
-  if (integers) po.fl |= PO_ALL_INTEGERS;
-  po.cCurves = curves;
 }
 
 }  // namespace snk::engine

@@ -62,8 +62,12 @@ class SNK_HOST_API HostPath {
   PATHOBJ po{};  // handed to drivers as &po; kept first
 
  private:
-  void UpdateHeader();
+  // Counts a point into the header's totals, or (sign -1) takes it out.
+  void Count(POINTFIX p, int sign = 1);
+  void Recount();
   std::vector<PathFigure> figures_;
+  // Points not on whole pixels: the header is PO_ALL_INTEGERS when none.
+  size_t fractional_ = 0;
   bool open_ = false;  // the last figure takes more segments
   // Enumeration position and the buffer of the record handed out.
   size_t enumFigure_ = 0;

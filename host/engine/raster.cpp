@@ -126,6 +126,14 @@ void Painter::Pixel(int32_t x, int32_t y, bool foreground) {
   if (clip_ && !clip_->Contains(x, y)) return;
   if (!prepared_) Prepare();
   if (foreground) {
+    if (!brush_ && fgConstant_) {
+      // The common one-colour pixel of a cosmetic line, without a run.
+      uint8_t* p = scan0_ + y * delta_ + int64_t{x} * 3;
+      p[0] = fgColor_[0];
+      p[1] = fgColor_[1];
+      p[2] = fgColor_[2];
+      return;
+    }
     PaintRun(y, x, x + 1);
     return;
   }

@@ -92,11 +92,9 @@ void Painter::Runs(int32_t y, int32_t x0, int32_t x1, Run&& run) const {
     run(x0, x1);
     return;
   }
-  // Bands are sorted by top and do not overlap, so their bottoms ascend too.
-  const auto& rects = clip_->Rects();
-  auto it = std::partition_point(rects.begin(), rects.end(), [y](const RECTL& r) { return r.bottom <= y; });
-  for (; it != rects.end() && it->top <= y; ++it) {
-    if (it->right <= x0) continue;
+  const auto band = clip_->BandAt(y);
+  auto it = std::partition_point(band.begin(), band.end(), [x0](const RECTL& r) { return r.right <= x0; });
+  for (; it != band.end(); ++it) {
     if (it->left >= x1) break;
     run(it->left > x0 ? it->left : x0, it->right < x1 ? it->right : x1);
   }

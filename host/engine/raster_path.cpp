@@ -60,6 +60,29 @@ int32_t FindCoverage(const uint8_t* row, int32_t x, int32_t end, bool want) {
   return end;
 }
 
+// The bytes of the coverage strips, kept from call to call so that every
+// drawing call does not allocate (and the system zero) a fresh strip.
+std::vector<uint8_t>& StripBuffer() {
+  thread_local std::vector<uint8_t> buffer;
+  return buffer;
+}
+
+// Paints the covered runs of the strip's rows.
+void PaintStrip(Painter& painter, const uint8_t* data, int stride, int32_t left, int32_t top, int32_t width,
+                int32_t rows) {
+  for (int32_t r = 0; r < rows; ++r) {
+    const uint8_t* row = data + int64_t{r} * stride;
+    int32_t x = 0;
+    while (x < width) {
+      int32_t start = FindCoverage(row, x, width, true);
+      if (start >= width) break;
+      int32_t end = FindCoverage(row, start, width, false);
+      painter.Span(top + r, left + start, left + end);
+      x = end;
+    }
+  }
+}
+
 // Renders with `draw` into aliased A8 strips covering `area` and paints
 // every covered run. `draw` gets the context and the device position of
 // the strip's top-left pixel; it adds the path and fills or strokes it.
@@ -68,18 +91,23 @@ void PaintCoverage(Painter& painter, const RECTL& area,
   int32_t width = area.right - area.left, height = area.bottom - area.top;
   if (width <= 0 || height <= 0) return;
   int32_t stripRows = int32_t(std::clamp<int64_t>(kStripPixels / width, 1, height));
-  cairo_surface_t* mask = cairo_image_surface_create(CAIRO_FORMAT_A8, width, stripRows);
-  if (cairo_surface_status(mask) != CAIRO_STATUS_SUCCESS) {
-    cairo_surface_destroy(mask);
-    return;
-  }
-  uint8_t* data = cairo_image_surface_get_data(mask);
-  int stride = cairo_image_surface_get_stride(mask);
+  const int stride = cairo_format_stride_for_width(CAIRO_FORMAT_A8, width);
+  if (stride <= 0) return;
+  std::vector<uint8_t>& buffer = StripBuffer();
+  const size_t bytes = size_t(stride) * size_t(stripRows);
+  if (buffer.size() < bytes) buffer.resize(bytes);
+  uint8_t* data = buffer.data();
   for (int32_t top = area.top; top < area.bottom; top += stripRows) {
     int32_t rows = std::min(stripRows, area.bottom - top);
-    cairo_surface_flush(mask);
-    std::memset(data, 0, size_t(stride) * size_t(stripRows));
-    cairo_surface_mark_dirty(mask);
+    std::memset(data, 0, size_t(stride) * size_t(rows));
+    // The surface keeps the strip's full height on the last strip too; the
+    // clip keeps drawing to its rows.
+    cairo_surface_t* mask =
+        cairo_image_surface_create_for_data(data, CAIRO_FORMAT_A8, width, stripRows, stride);
+    if (cairo_surface_status(mask) != CAIRO_STATUS_SUCCESS) {
+      cairo_surface_destroy(mask);
+      return;
+    }
     cairo_t* cr = cairo_create(mask);
     cairo_set_antialias(cr, CAIRO_ANTIALIAS_NONE);
     cairo_rectangle(cr, 0, 0, width, rows);
@@ -87,19 +115,9 @@ void PaintCoverage(Painter& painter, const RECTL& area,
     draw(cr, area.left, top);
     cairo_destroy(cr);
     cairo_surface_flush(mask);
-    for (int32_t r = 0; r < rows; ++r) {
-      const uint8_t* row = data + int64_t{r} * stride;
-      int32_t x = 0;
-      while (x < width) {
-        int32_t start = FindCoverage(row, x, width, true);
-        if (start >= width) break;
-        int32_t end = FindCoverage(row, start, width, false);
-        painter.Span(top + r, area.left + start, area.left + end);
-        x = end;
-      }
-    }
+    cairo_surface_destroy(mask);
+    PaintStrip(painter, data, stride, area.left, top, width, rows);
   }
-  cairo_surface_destroy(mask);
 }
 
 // Figures of straight lines in device pixels: a path cut down to a box.
@@ -225,9 +243,23 @@ void Line(Painter& painter, int64_t ax, int64_t ay, int64_t bx, int64_t by, Cosm
     first = std::max(first, major0 - hi);
     last = std::min(last, major0 - lo);
   }
+  // The shorter offset (2 * i * minorLen + n) / (2 * n) is stepped as a
+  // quotient and remainder rather than divided out at every pixel.
+  int64_t quotient = 0, remainder = 0;
+  if (first <= last) {
+    quotient = (2 * first * minorLen + n) / (2 * n);
+    remainder = (2 * first * minorLen + n) % (2 * n);
+  }
   for (int64_t i = first; i <= last; ++i) {
+    if (i > first) {
+      remainder += 2 * minorLen;
+      if (remainder >= 2 * n) {
+        remainder -= 2 * n;
+        ++quotient;
+      }
+    }
     int64_t major = major0 + majorStep * i;
-    int64_t minor = minor0 + minorStep * ((2 * i * minorLen + n) / (2 * n));
+    int64_t minor = minor0 + minorStep * quotient;
     bool dash = !style.Styled() || style.DashAt(i);
     int64_t x = xMajor ? major : minor, y = xMajor ? minor : major;
     if (x < INT32_MIN || x > INT32_MAX || y < INT32_MIN || y > INT32_MAX) continue;

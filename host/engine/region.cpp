@@ -62,11 +62,16 @@ std::vector<Span> SpansAt(const std::vector<RECTL>& rects, size_t& cursor, int32
 
 bool Keep(RegionOp op, bool a, bool b) {
   switch (op) {
-    case RegionOp::And: return a && b;
-    case RegionOp::Or: return a || b;
-    case RegionOp::Xor: return a != b;
-    case RegionOp::Diff: return a && !b;
-    case RegionOp::Copy: return a;
+    case RegionOp::And:
+      return a && b;
+    case RegionOp::Or:
+      return a || b;
+    case RegionOp::Xor:
+      return a != b;
+    case RegionOp::Diff:
+      return a && !b;
+    case RegionOp::Copy:
+      return a;
   }
   return false;
 }
@@ -223,7 +228,8 @@ Region Region::FromPath(const HostPath& path, bool winding) {
       const double x = e->x0 + (y - e->y0) * (e->x1 - e->x0) / (e->y1 - e->y0);
       crossings.push_back({x, e->dir});
     }
-    std::sort(crossings.begin(), crossings.end(), [](const Crossing& a, const Crossing& b) { return a.x < b.x; });
+    std::sort(crossings.begin(), crossings.end(),
+              [](const Crossing& a, const Crossing& b) { return a.x < b.x; });
     spans.clear();
     int count = 0;
     for (size_t i = 0; i + 1 < crossings.size(); ++i) {
@@ -253,6 +259,10 @@ RECTL Region::Bounds() const {
 
 Region Region::Combine(const Region& other, RegionOp op) const {
   if (op == RegionOp::Copy) return *this;
+  // A region cut by a rectangle around it is unchanged: the common case of
+  // a clip cut to the page.
+  if (op == RegionOp::And && IsRect() && Contains(rects_.front(), other)) return other;
+  if (op == RegionOp::And && other.IsRect() && Contains(other.rects_.front(), *this)) return *this;
   std::vector<int32_t> ys;
   for (const RECTL& r : rects_) ys.insert(ys.end(), {r.top, r.bottom});
   for (const RECTL& r : other.rects_) ys.insert(ys.end(), {r.top, r.bottom});
@@ -271,6 +281,12 @@ Region Region::Combine(const Region& other, RegionOp op) const {
   return region;
 }
 
+bool Region::Contains(const RECTL& rect, const Region& region) {
+  if (region.Empty()) return true;
+  const RECTL b = region.Bounds();
+  return rect.left <= b.left && rect.top <= b.top && b.right <= rect.right && b.bottom <= rect.bottom;
+}
+
 Region Region::Intersect(const RECTL& rect) const { return Combine(Region(rect), RegionOp::And); }
 
 void Region::Offset(int32_t dx, int32_t dy) {
@@ -284,17 +300,33 @@ void Region::Offset(int32_t dx, int32_t dy) {
   *this = FromRects(rects_);
 }
 
+std::span<const RECTL> Region::BandAt(int32_t y) const {
+  // Bands are sorted by top and do not overlap, so their bottoms ascend too.
+  auto first =
+      std::partition_point(rects_.begin(), rects_.end(), [y](const RECTL& r) { return r.bottom <= y; });
+  auto last = std::partition_point(first, rects_.end(), [y](const RECTL& r) { return r.top <= y; });
+  return {first, last};
+}
+
 bool Region::Contains(int32_t x, int32_t y) const {
-  for (const RECTL& r : rects_) {
-    if (r.top > y) break;
-    if (y < r.bottom && x >= r.left && x < r.right) return true;
-  }
-  return false;
+  const std::span<const RECTL> band = BandAt(y);
+  auto it = std::partition_point(band.begin(), band.end(), [x](const RECTL& r) { return r.right <= x; });
+  return it != band.end() && it->left <= x;
 }
 
 bool Region::ContainsRect(const RECTL& rect) const {
   if (!WellFormed(rect)) return true;
-  return Region(rect).Combine(*this, RegionOp::Diff).Empty();
+  // Every row of the rectangle lies in a band with one rectangle spanning
+  // it; bands follow each other without gaps.
+  int32_t y = rect.top;
+  while (y < rect.bottom) {
+    const std::span<const RECTL> band = BandAt(y);
+    auto it =
+        std::partition_point(band.begin(), band.end(), [&](const RECTL& r) { return r.right <= rect.left; });
+    if (it == band.end() || it->left > rect.left || it->right < rect.right) return false;
+    y = it->bottom;
+  }
+  return true;
 }
 
 Region Region::Transformed(double sx, double sy, double dx, double dy) const {

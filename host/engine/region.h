@@ -40,6 +40,9 @@ class SNK_HOST_API Region {
   Region Intersect(const RECTL& rect) const;
   void Offset(int32_t dx, int32_t dy);  // saturates instead of overflowing
   bool Contains(int32_t x, int32_t y) const;
+  // The rectangles of the band that holds row y, in [first, last) (an empty
+  // range when no band does). Found by binary search.
+  std::span<const RECTL> BandAt(int32_t y) const;
   bool ContainsRect(const RECTL& rect) const;  // every pixel of rect
   // Each rectangle scaled by (sx, sy) and moved by (dx, dy), edges rounded
   // to the nearest pixel; used to carry a region between resolutions.
@@ -48,6 +51,9 @@ class SNK_HOST_API Region {
   friend bool operator==(const Region& a, const Region& b);
 
  private:
+  // Whether every pixel of `region` lies in `rect`.
+  static bool Contains(const RECTL& rect, const Region& region);
+
   std::vector<RECTL> rects_;
 };
 

@@ -42,24 +42,25 @@ constexpr uint8_t RopByte(uint8_t rop3, uint8_t p, uint8_t s, uint8_t d) {
   return uint8_t(result);
 }
 
-// A rop3 with fixed pattern and source colours, as three tables from the
-// destination byte to the result byte (one per channel R, G, B). Used where
-// many pixels get the same operation with the same colours.
+// A rop3 with fixed pattern and source colours, applied to destination
+// pixels (bytes R, G, B). Each result bit depends on its destination bit
+// alone, so each channel is two masks: the result where the destination bit
+// is 1 and where it is 0.
 struct RopTable {
   RopTable() = default;
   // Colours are COLORREF words (red in bits 0-7).
   RopTable(uint8_t rop3, uint32_t pattern, uint32_t source) {
     for (int c = 0; c < 3; ++c) {
       uint8_t p = uint8_t(pattern >> (8 * c)), s = uint8_t(source >> (8 * c));
-      for (int d = 0; d < 256; ++d) lut[c][d] = RopByte(rop3, p, s, uint8_t(d));
+      ones[c] = RopByte(rop3, p, s, 0xFF);
+      zeros[c] = RopByte(rop3, p, s, 0x00);
     }
   }
   void Apply(uint8_t* pixel) const {
-    pixel[0] = lut[0][pixel[0]];
-    pixel[1] = lut[1][pixel[1]];
-    pixel[2] = lut[2][pixel[2]];
+    for (int c = 0; c < 3; ++c) pixel[c] = uint8_t((pixel[c] & ones[c]) | (~pixel[c] & zeros[c]));
   }
-  std::array<std::array<uint8_t, 256>, 3> lut{};
+  uint8_t ones[3] = {};
+  uint8_t zeros[3] = {};
 };
 
 namespace rop_detail {
