@@ -6,6 +6,7 @@
 // whole records once with `Has(n)` and then read the fields inside.
 #pragma once
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -39,6 +40,13 @@ class ByteReader {
   bool ReadU32(uint32_t& out) { return ReadLE(out); }
   bool ReadI16(int16_t& out) { return ReadLE(out); }
   bool ReadI32(int32_t& out) { return ReadLE(out); }
+  // An IEEE single in little-endian byte order.
+  bool ReadF32(float& out) {
+    uint32_t bits = 0;
+    if (!ReadLE(bits)) return false;
+    out = std::bit_cast<float>(bits);
+    return true;
+  }
   bool ReadU16BE(uint16_t& out) { return ReadBE(out); }
   bool ReadU32BE(uint32_t& out) { return ReadBE(out); }
 
@@ -56,8 +64,7 @@ class ByteReader {
     if (remaining() < sizeof(T)) return false;
     std::make_unsigned_t<T> value = 0;
     for (size_t i = 0; i < sizeof(T); ++i)
-      value |= static_cast<std::make_unsigned_t<T>>(
-          static_cast<uint64_t>(bytes_[pos_ + i]) << (8 * i));
+      value |= static_cast<std::make_unsigned_t<T>>(static_cast<uint64_t>(bytes_[pos_ + i]) << (8 * i));
     out = static_cast<T>(value);
     pos_ += sizeof(T);
     return true;
@@ -67,9 +74,8 @@ class ByteReader {
     if (remaining() < sizeof(T)) return false;
     std::make_unsigned_t<T> value = 0;
     for (size_t i = 0; i < sizeof(T); ++i)
-      value = static_cast<std::make_unsigned_t<T>>(
-          (static_cast<uint64_t>(value) << 8) |
-          static_cast<uint64_t>(bytes_[pos_ + i]));
+      value = static_cast<std::make_unsigned_t<T>>((static_cast<uint64_t>(value) << 8) |
+                                                   static_cast<uint64_t>(bytes_[pos_ + i]));
     out = static_cast<T>(value);
     pos_ += sizeof(T);
     return true;

@@ -11,6 +11,7 @@
 #include <jpeglib.h>
 
 #include "base/byte_reader.h"
+#include "host/gdi/record_fields.h"
 
 namespace snk::gdi {
 namespace {
@@ -21,11 +22,6 @@ constexpr uint32_t kBiRle8 = 1;
 constexpr uint32_t kBiRle4 = 2;
 constexpr uint32_t kBiBitfields = 3;
 constexpr uint64_t kMaxPixels = uint64_t{64} << 20;
-
-bool Fail(std::string* fault, std::string text) {
-  if (fault) *fault = std::move(text);
-  return false;
-}
 
 std::string Num(uint64_t v) { return std::to_string(v); }
 

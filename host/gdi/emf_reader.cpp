@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "host/gdi/emf_records.h"
+#include "host/gdi/record_fields.h"
 
 namespace snk::gdi {
 namespace {
@@ -36,13 +37,6 @@ std::string RecordPlace(std::string_view file, size_t index, uint32_t type, size
           std::to_string(offset) + ")";
   return text;
 }
-
-bool ReadRect(ByteReader& reader, RECTL& rect) {
-  return reader.ReadI32(rect.left) && reader.ReadI32(rect.top) && reader.ReadI32(rect.right) &&
-         reader.ReadI32(rect.bottom);
-}
-
-bool ReadSize(ByteReader& reader, SIZEL& size) { return reader.ReadI32(size.cx) && reader.ReadI32(size.cy); }
 
 }  // namespace
 
