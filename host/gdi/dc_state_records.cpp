@@ -240,42 +240,36 @@ bool DeviceContext::OnDeleteObject(const EmrHandle& rec, Fault fault) {
 }
 
 bool DeviceContext::OnCreatePalette(const EmrHandle& rec, Fault fault) {
-  if (!objects_.CheckSlot(rec.handle, fault)) return false;
-  auto obj = std::make_shared<GdiObject>();
-  obj->kind = GdiObject::Kind::Palette;
-  objects_.Put(rec.handle, std::move(obj));
-  return true;
+  GdiObject palette;
+  palette.kind = GdiObject::Kind::Palette;
+  return objects_.Create(rec.handle, std::move(palette), fault);
 }
 
 bool DeviceContext::OnCreateFont(const EmrCreateFont& rec, Fault fault) {
   if (!objects_.CheckSlot(rec.handle, fault)) return false;
-  auto obj = std::make_shared<GdiObject>();
-  obj->kind = GdiObject::Kind::Font;
-  obj->font = rec.font;
-  obj->font.id = objects_.NextFontId();
-  objects_.Put(rec.handle, std::move(obj));
-  return true;
+  GdiObject font;
+  font.kind = GdiObject::Kind::Font;
+  font.font = rec.font;
+  font.font.id = objects_.NextFontId();
+  return objects_.Create(rec.handle, std::move(font), fault);
 }
 
 bool DeviceContext::OnCreatePen(const EmrCreatePen& rec, Fault fault) {
-  if (!objects_.CheckSlot(rec.handle, fault)) return false;
-  auto obj = std::make_shared<GdiObject>();
-  obj->kind = GdiObject::Kind::Pen;
+  GdiObject pen;
+  pen.kind = GdiObject::Kind::Pen;
   // Pens of CreatePen are geometric when wide: round caps and joins.
-  obj->pen.style = rec.style & PS_STYLE_MASK;
-  if (obj->pen.style > PS_ALTERNATE) obj->pen.style = PS_SOLID;
-  obj->pen.width = std::abs(double(rec.width));
-  obj->pen.color = rec.color & 0xFFFFFF;
-  objects_.Put(rec.handle, std::move(obj));
-  return true;
+  pen.pen.style = rec.style & PS_STYLE_MASK;
+  if (pen.pen.style > PS_ALTERNATE) pen.pen.style = PS_SOLID;
+  pen.pen.width = std::abs(double(rec.width));
+  pen.pen.color = rec.color & 0xFFFFFF;
+  return objects_.Create(rec.handle, std::move(pen), fault);
 }
 
 bool DeviceContext::OnExtCreatePen(const EmrExtCreatePen& rec, Fault fault) {
-  if (!objects_.CheckSlot(rec.handle, fault)) return false;
-  auto obj = std::make_shared<GdiObject>();
-  PenObject& pen = obj->pen;
+  GdiObject object;
+  PenObject& pen = object.pen;
   const uint32_t style = rec.style;
-  obj->kind = GdiObject::Kind::Pen;
+  object.kind = GdiObject::Kind::Pen;
   pen.style = style;
   if ((style & PS_STYLE_MASK) > PS_ALTERNATE) pen.style = (style & ~PS_STYLE_MASK);
   pen.width = (style & PS_GEOMETRIC) ? double(rec.width) : 0;
@@ -287,15 +281,13 @@ bool DeviceContext::OnExtCreatePen(const EmrExtCreatePen& rec, Fault fault) {
         std::any_of(pen.userStyle.begin(), pen.userStyle.end(), [](uint32_t e) { return e != 0; });
     if (!any || pen.userStyle.size() > 16) pen.style = pen.style & ~PS_STYLE_MASK;  // solid
   }
-  objects_.Put(rec.handle, std::move(obj));
-  return true;
+  return objects_.Create(rec.handle, std::move(object), fault);
 }
 
 bool DeviceContext::OnCreateBrush(const EmrCreateBrush& rec, Fault fault) {
-  if (!objects_.CheckSlot(rec.handle, fault)) return false;
-  auto obj = std::make_shared<GdiObject>();
-  BrushObject& brush = obj->brush;
-  obj->kind = GdiObject::Kind::Brush;
+  GdiObject object;
+  BrushObject& brush = object.brush;
+  object.kind = GdiObject::Kind::Brush;
   brush.color = rec.color & 0xFFFFFF;
   if (rec.style == BS_NULL) {
     brush.kind = BrushObject::Kind::Null;
@@ -305,15 +297,14 @@ bool DeviceContext::OnCreateBrush(const EmrCreateBrush& rec, Fault fault) {
   } else {
     brush.kind = BrushObject::Kind::Solid;
   }
-  objects_.Put(rec.handle, std::move(obj));
-  return true;
+  return objects_.Create(rec.handle, std::move(object), fault);
 }
 
 bool DeviceContext::OnCreateDibBrush(const EmrDibBrush& rec, Fault fault) {
   if (!objects_.CheckSlot(rec.handle, fault)) return false;
-  auto obj = std::make_shared<GdiObject>();
-  BrushObject& brush = obj->brush;
-  obj->kind = GdiObject::Kind::Brush;
+  GdiObject object;
+  BrushObject& brush = object.brush;
+  object.kind = GdiObject::Kind::Brush;
   std::string why;
   if (rec.mono) {
     // Decoded once now to check it; again with the colours of each use.
@@ -330,8 +321,7 @@ bool DeviceContext::OnCreateDibBrush(const EmrDibBrush& rec, Fault fault) {
     brush.height = dib->height;
     brush.pixels = std::move(dib->pixels);
   }
-  objects_.Put(rec.handle, std::move(obj));
-  return true;
+  return objects_.Create(rec.handle, std::move(object), fault);
 }
 
 }  // namespace snk::gdi

@@ -153,7 +153,11 @@ class DeviceContext {
   void ClipChanged() { ++uniq_; }
 
   // Text helpers (emf_text.cpp).
+  struct TextJob;
   bool DrawText(const EmrTextRun& run, std::string* fault);
+  bool PlaceText(const EmrTextRun& run, TextJob& job, std::string* fault) const;
+  bool LayOutText(const EmrTextRun& run, TextJob& job, std::string* fault);
+  void SendText(const EmrTextRun& run, TextJob& job);
   // The run with 8-bit text decoded through the selected font's code page.
   EmrTextRun RunOf(const EmrTextRun& stored) const;
   // The font object's realization for text whose request units map to

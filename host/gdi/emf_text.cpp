@@ -423,135 +423,171 @@ void DeviceContext::FillQuad(const PointD q[4], uint32_t color, const Region& vi
   target_.FillPath(&hp.po, &clip.co, &brush.bo, &origin, kCopyPen, FP_ALTERNATEMODE);
 }
 
-bool DeviceContext::DrawText(const EmrTextRun& run, std::string* fault) {
-  DcState& s = state_;
-  const FontObject& font = s.font->font;
-  const Matrix m = DeviceMatrix();
-  if (!m.Finite() || m.Determinant() == 0) return Fail(fault, "the transform to the device is unusable");
-  const Matrix f = TextMatrix(font, run.graphicsMode);
-  if (!f.Finite() || f.Determinant() == 0) return Fail(fault, "the text transform is unusable");
-  const bool updateCp = s.textAlign & TA_UPDATECP;
-  const PointD ref = m.Apply(updateCp ? s.current : run.reference);
-  if (!Near(ref)) return Fail(fault, "the reference point lies too far away");
-
-  // The record's rectangle: what ETO_CLIPPED clips to and ETO_OPAQUE fills.
-  Region vis = VisibleRegion();
+// A run on its way to the target: the transforms, the reference point, the
+// record's rectangle and the visible region, then the laid-out glyphs.
+struct DeviceContext::TextJob {
+  Matrix m;  // logical to surface pixels
+  Matrix f;  // request units to surface pixels
+  PointD ref;
   PointD rect[4];
+  bool opaqueRect = false;
+  bool clipped = false;
+  Region vis;
+  RealizedFont* rf = nullptr;
+  std::vector<GLYPHPOS> pos;
+  PointD origin;  // the aligned reference point
+  double total = 0, ascent = 0, descent = 0, lowY = 0, highY = 0;
+};
+
+bool DeviceContext::DrawText(const EmrTextRun& run, std::string* fault) {
+  TextJob job;
+  if (!PlaceText(run, job, fault)) return false;
+  if (run.text.empty()) {
+    if (job.opaqueRect) FillQuad(job.rect, state_.bkColor, job.vis);
+    return true;
+  }
+  if (!LayOutText(run, job, fault)) return false;
+  // Inside a path bracket the glyphs' outlines join the path.
+  if (bracket_.open()) {
+    HostPath outline;
+    for (const GLYPHPOS& g : job.pos)
+      job.rf->font->AppendOutline(outline, g.hg, double(g.ptl.x), double(g.ptl.y));
+    bracket_.AppendOutline(outline);
+    return true;
+  }
+  SendText(run, job);
+  return true;
+}
+
+// The transforms, the reference point and the record's rectangle: what
+// ETO_CLIPPED clips to and ETO_OPAQUE fills.
+bool DeviceContext::PlaceText(const EmrTextRun& run, TextJob& job, std::string* fault) const {
+  const DcState& s = state_;
+  job.m = DeviceMatrix();
+  if (!job.m.Finite() || job.m.Determinant() == 0)
+    return Fail(fault, "the transform to the device is unusable");
+  job.f = TextMatrix(s.font->font, run.graphicsMode);
+  if (!job.f.Finite() || job.f.Determinant() == 0) return Fail(fault, "the text transform is unusable");
+  job.ref = job.m.Apply(s.textAlign & TA_UPDATECP ? s.current : run.reference);
+  if (!Near(job.ref)) return Fail(fault, "the reference point lies too far away");
+  job.vis = VisibleRegion();
   if (run.hasRect) {
     const double* v = run.rect;
     const PointD logical[4] = {{v[0], v[1]}, {v[2], v[1]}, {v[2], v[3]}, {v[0], v[3]}};
     for (int i = 0; i < 4; ++i) {
-      rect[i] = m.Apply(logical[i]);
-      if (!Near(rect[i])) return Fail(fault, "the text rectangle lies too far away");
+      job.rect[i] = job.m.Apply(logical[i]);
+      if (!Near(job.rect[i])) return Fail(fault, "the text rectangle lies too far away");
     }
   }
-  const bool opaqueRect = run.hasRect && (run.options & ETO_OPAQUE);
-  const bool clipped = run.hasRect && (run.options & ETO_CLIPPED);
-  if (clipped) {
-    if (const auto r = AxisRect(rect)) {
-      vis = vis.Intersect(*r);
+  job.opaqueRect = run.hasRect && (run.options & ETO_OPAQUE);
+  job.clipped = run.hasRect && (run.options & ETO_CLIPPED);
+  if (job.clipped) {
+    if (const auto r = AxisRect(job.rect)) {
+      job.vis = job.vis.Intersect(*r);
     } else {
       HostPath hp;
-      AddQuad(hp, rect);
-      vis = vis.Combine(Region::FromPath(hp, false), RegionOp::And);
+      AddQuad(hp, job.rect);
+      job.vis = job.vis.Combine(Region::FromPath(hp, false), RegionOp::And);
     }
   }
-  if (run.text.empty()) {
-    if (opaqueRect) FillQuad(rect, s.bkColor, vis);
-    return true;
-  }
+  return true;
+}
 
+// The font realized, the glyphs and their origins in whole pixels; moves
+// the current position under TA_UPDATECP.
+bool DeviceContext::LayOutText(const EmrTextRun& run, TextJob& job, std::string* fault) {
+  DcState& s = state_;
+  const FontObject& font = s.font->font;
+  const Matrix& f = job.f;
   const double em = std::max(std::abs(double(font.height)), std::abs(double(font.width)));
   if (em * std::max(std::hypot(f.m11, f.m12), std::hypot(f.m21, f.m22)) > kMaxEmPixels)
     return Fail(fault,
                 "text of " + Num(uint64_t(std::abs(double(font.height)))) + " logical units is too large");
-  RealizedFont* rf = RealizeFont(font, f, fault);
-  if (!rf) return false;
-  fonts::HostFont& hf = *rf->font;
-  const bool glyphIndex = run.options & ETO_GLYPH_INDEX;
-  if (glyphIndex && hf.IsSubstitute()) NoteSubstitute(font, hf, warnedFaces_, notes_);
+  job.rf = RealizeFont(font, f, fault);
+  if (!job.rf) return false;
+  fonts::HostFont& hf = *job.rf->font;
+  if ((run.options & ETO_GLYPH_INDEX) && hf.IsSubstitute()) NoteSubstitute(font, hf, warnedFaces_, notes_);
 
   // Glyphs and advances in request units.
   const size_t n = run.text.size();
   std::vector<HGLYPH> glyphs(n);
   std::vector<double> advance(n);
   const double perBreak = run.dx.empty() && s.breakCount > 0 ? double(s.breakExtra) / s.breakCount : 0;
-  const double total = LayOut(run, hf, perBreak, glyphs, advance);
-  const double ascent = hf.Ascent(), descent = hf.Descent();
+  job.total = LayOut(run, hf, perBreak, glyphs, advance);
+  job.ascent = hf.Ascent(), job.descent = hf.Descent();
 
   // The alignment of the reference point.
   const uint32_t horizontal = s.textAlign & TA_HORIZONTAL_MASK, vertical = s.textAlign & TA_VERTICAL_MASK;
-  const double ax = horizontal == TA_CENTER ? -total / 2 : horizontal == TA_RIGHT ? -total : 0;
-  const double ay = vertical == TA_TOP ? ascent : vertical == TA_BOTTOM ? -descent : 0;
-  const PointD origin = Add(ref, Linear(f, ax, ay));
+  const double ax = horizontal == TA_CENTER ? -job.total / 2 : horizontal == TA_RIGHT ? -job.total : 0;
+  const double ay = vertical == TA_TOP ? job.ascent : vertical == TA_BOTTOM ? -job.descent : 0;
+  job.origin = Add(job.ref, Linear(f, ax, ay));
 
   // Glyph origins, rounded to whole pixels.
-  std::vector<GLYPHPOS> pos(n);
-  double x = 0, y = 0, lowY = 0, highY = 0;
+  job.pos.resize(n);
+  double x = 0, y = 0;
   for (size_t i = 0; i < n; ++i) {
-    const PointD p = Add(origin, Linear(f, x, -y));
+    const PointD p = Add(job.origin, Linear(f, x, -y));
     if (!Near(p)) return Fail(fault, "the text runs too far away");
-    pos[i].hg = glyphs[i];
-    pos[i].ptl = {LONG(std::lround(p.x)), LONG(std::lround(p.y))};
+    job.pos[i].hg = glyphs[i];
+    job.pos[i].ptl = {LONG(std::lround(p.x)), LONG(std::lround(p.y))};
     x += advance[i];
     if (!run.dy.empty()) y += run.dy[i];
-    lowY = std::min(lowY, -y);
-    highY = std::max(highY, -y);
+    job.lowY = std::min(job.lowY, -y);
+    job.highY = std::max(job.highY, -y);
   }
-  if (!Near(Add(origin, Linear(f, x, -y)))) return Fail(fault, "the text runs too far away");
-  if (updateCp) {
-    const double move = horizontal == TA_CENTER ? 0 : horizontal == TA_RIGHT ? -total : total;
-    s.current = Inverse(m).Apply(Add(ref, Linear(f, move, 0)));
+  if (!Near(Add(job.origin, Linear(f, x, -y)))) return Fail(fault, "the text runs too far away");
+  if (s.textAlign & TA_UPDATECP) {
+    const double move = horizontal == TA_CENTER ? 0 : horizontal == TA_RIGHT ? -job.total : job.total;
+    s.current = Inverse(job.m).Apply(Add(job.ref, Linear(f, move, 0)));
   }
+  return true;
+}
 
-  // Inside a path bracket the glyphs' outlines join the path.
-  if (bracket_.open()) {
-    HostPath outline;
-    for (const GLYPHPOS& g : pos) hf.AppendOutline(outline, g.hg, double(g.ptl.x), double(g.ptl.y));
-    bracket_.AppendOutline(outline);
-    return true;
-  }
-
+// The background, the glyphs and the underline and strikeout lines: one
+// TextOut, or one FillPath of outlines when the driver wants paths.
+void DeviceContext::SendText(const EmrTextRun& run, TextJob& job) {
+  const DcState& s = state_;
+  fonts::HostFont& hf = *job.rf->font;
+  const Matrix& f = job.f;
+  const double total = job.total;
   // The background: the record's rectangle, or the text's cell in the
   // opaque background mode.
   std::optional<Quadrangle> opaque;
-  if (opaqueRect) {
+  if (job.opaqueRect) {
     opaque.emplace();
-    std::copy(rect, rect + 4, opaque->begin());
+    std::copy(job.rect, job.rect + 4, opaque->begin());
   } else if (s.bkMode == kBkOpaque) {
     opaque.emplace();
-    Quad(f, origin, std::min(0.0, total), -ascent, std::max(0.0, total), descent, opaque->data());
+    Quad(f, job.origin, std::min(0.0, total), -job.ascent, std::max(0.0, total), job.descent, opaque->data());
   }
 
   // Bounds of what may be drawn: the cells with an em around them, cut to
   // the surface so that a run near its edge is not taken as clipped.
-  const double margin = ascent + descent;
+  const double margin = job.ascent + job.descent;
   std::array<PointD, 4> box;
-  Quad(f, origin, std::min(0.0, total) - margin, lowY - ascent - margin, std::max(0.0, total) + margin,
-       highY + descent + margin, box.data());
+  Quad(f, job.origin, std::min(0.0, total) - margin, job.lowY - job.ascent - margin,
+       std::max(0.0, total) + margin, job.highY + job.descent + margin, box.data());
   const RECTL bounds = BoundsOf(box, opaque ? &*opaque : nullptr, surface_);
-  if (bounds.right <= bounds.left || bounds.bottom <= bounds.top || vis.Intersect(bounds).Empty())
-    return true;
+  if (bounds.right <= bounds.left || bounds.bottom <= bounds.top || job.vis.Intersect(bounds).Empty()) return;
 
-  const std::vector<Quadrangle> lines = TextLines(font, hf, f, origin, total);
-
-  HostClip clip(vis, &bounds, clipped ? 0 : uniq_);
+  const std::vector<Quadrangle> lines = TextLines(s.font->font, hf, f, job.origin, total);
+  HostClip clip(job.vis, &bounds, job.clipped ? 0 : uniq_);
   HostBrush fore = HostBrush::Solid(s.textColor);
   POINTL brushOrigin = DeviceBrushOrigin();
   std::optional<RECTL> opaqueBox = opaque ? AxisRect(opaque->data()) : std::nullopt;
-  if (opaque && (!opaqueBox || rf->glyphMode == FO_PATHOBJ)) {
-    FillQuad(opaque->data(), s.bkColor, vis);
+  if (opaque && (!opaqueBox || job.rf->glyphMode == FO_PATHOBJ)) {
+    FillQuad(opaque->data(), s.bkColor, job.vis);
     opaqueBox.reset();
   }
 
-  if (rf->glyphMode == FO_PATHOBJ) {
+  if (job.rf->glyphMode == FO_PATHOBJ) {
     HostPath path;
-    for (const GLYPHPOS& g : pos) hf.AppendOutline(path, g.hg, double(g.ptl.x), double(g.ptl.y));
+    for (const GLYPHPOS& g : job.pos) hf.AppendOutline(path, g.hg, double(g.ptl.x), double(g.ptl.y));
     for (const Quadrangle& q : lines) AddQuad(path, q.data());
-    if (path.Empty()) return true;
+    if (path.Empty()) return;
     path.EnumStart();
     target_.FillPath(&path.po, &clip.co, &fore.bo, &brushOrigin, kCopyPen, FP_WINDINGMODE);
-    return true;
+    return;
   }
 
   // Axis-aligned lines go with the run as its extra rectangles (the list
@@ -565,15 +601,15 @@ bool DeviceContext::DrawText(const EmrTextRun& run, std::string* fault) {
       slanted.push_back(q);
   }
   if (!extra.empty()) extra.push_back(RECTL{0, 0, 0, 0});
+  const bool glyphIndex = run.options & ETO_GLYPH_INDEX;
   FLONG accel = glyphIndex ? SO_GLYPHINDEX_TEXTOUT : 0;
   if (f.m12 == 0 && f.m21 == 0 && run.dy.empty()) accel |= SO_HORIZONTAL;
   HostBrush back = HostBrush::Solid(s.bkColor);
-  fonts::HostStrobj strobj(hf, std::move(pos), glyphIndex ? std::u16string() : run.text, accel);
+  fonts::HostStrobj strobj(hf, std::move(job.pos), glyphIndex ? std::u16string() : run.text, accel);
   target_.TextOut(strobj.Strobj(), hf.Fontobj(), &clip.co, extra.empty() ? nullptr : extra.data(),
                   opaqueBox ? &*opaqueBox : nullptr, &fore.bo, opaqueBox ? &back.bo : nullptr, &brushOrigin,
                   kCopyPen);
-  for (const Quadrangle& q : slanted) FillQuad(q.data(), s.textColor, vis);
-  return true;
+  for (const Quadrangle& q : slanted) FillQuad(q.data(), s.textColor, job.vis);
 }
 
 }  // namespace snk::gdi

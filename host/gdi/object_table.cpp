@@ -76,6 +76,12 @@ bool ObjectTable::CheckSlot(uint32_t handle, std::string* fault) const {
                          std::to_string(handles_.size()));
 }
 
+bool ObjectTable::Create(uint32_t handle, GdiObject object, std::string* fault) {
+  if (!CheckSlot(handle, fault)) return false;
+  handles_[handle] = std::make_shared<const GdiObject>(std::move(object));
+  return true;
+}
+
 bool ObjectTable::Delete(uint32_t handle, std::string* fault) {
   if (handle & kStockFlag) return true;
   if (!CheckSlot(handle, fault)) return false;

@@ -25,7 +25,9 @@ class ObjectTable {
   std::shared_ptr<const GdiObject> Get(uint32_t handle, const DcState& state, std::string* fault) const;
   // Whether a record may create an object at `handle`.
   bool CheckSlot(uint32_t handle, std::string* fault) const;
-  void Put(uint32_t handle, std::shared_ptr<const GdiObject> object) { handles_[handle] = std::move(object); }
+  // Puts a new object at `handle` (a record's create); false with `fault`
+  // when the handle lies outside the table.
+  bool Create(uint32_t handle, GdiObject object, std::string* fault);
   // Empties the slot; a selection keeps its own reference. Stock objects
   // are never deleted.
   bool Delete(uint32_t handle, std::string* fault);
