@@ -152,53 +152,37 @@ bool IsAnsiText(uint32_t type) { return type == EMR_EXTTEXTOUTA || type == EMR_P
 
 }  // namespace
 
-bool Decode(const EmfRecord&, EmrEmpty&, std::string*) { return true; }
+bool Decode(const EmfRecord&, ByteReader&, EmrEmpty&, std::string*) { return true; }
 
-bool Decode(const EmfRecord& record, EmrValue& out, std::string*) {
-  return record.Reader().ReadU32(out.value);
+bool Decode(const EmfRecord&, ByteReader& r, EmrValue& out, std::string*) { return r.ReadU32(out.value); }
+
+bool Decode(const EmfRecord&, ByteReader& r, EmrSavedIndex& out, std::string*) {
+  return r.ReadI32(out.index);
 }
 
-bool Decode(const EmfRecord& record, EmrSavedIndex& out, std::string*) {
-  return record.Reader().ReadI32(out.index);
-}
+bool Decode(const EmfRecord&, ByteReader& r, EmrPoint& out, std::string*) { return ReadPoint(r, out.point); }
 
-bool Decode(const EmfRecord& record, EmrPoint& out, std::string*) {
-  ByteReader r = record.Reader();
-  return ReadPoint(r, out.point);
-}
-
-bool Decode(const EmfRecord& record, EmrScale& out, std::string*) {
-  ByteReader r = record.Reader();
+bool Decode(const EmfRecord&, ByteReader& r, EmrScale& out, std::string*) {
   return r.ReadI32(out.xNum) && r.ReadI32(out.xDenom) && r.ReadI32(out.yNum) && r.ReadI32(out.yDenom);
 }
 
-bool Decode(const EmfRecord& record, EmrXform& out, std::string*) {
-  ByteReader r = record.Reader();
-  return ReadXform(r, out.xform);
-}
+bool Decode(const EmfRecord&, ByteReader& r, EmrXform& out, std::string*) { return ReadXform(r, out.xform); }
 
-bool Decode(const EmfRecord& record, EmrModifyXform& out, std::string*) {
-  ByteReader r = record.Reader();
+bool Decode(const EmfRecord&, ByteReader& r, EmrModifyXform& out, std::string*) {
   return ReadXform(r, out.xform) && r.ReadU32(out.mode);
 }
 
-bool Decode(const EmfRecord& record, EmrJustification& out, std::string*) {
-  ByteReader r = record.Reader();
+bool Decode(const EmfRecord&, ByteReader& r, EmrJustification& out, std::string*) {
   return r.ReadI32(out.extra) && r.ReadI32(out.count);
 }
 
-bool Decode(const EmfRecord& record, EmrBox& out, std::string*) {
-  ByteReader r = record.Reader();
-  return ReadRect(r, out.box);
-}
+bool Decode(const EmfRecord&, ByteReader& r, EmrBox& out, std::string*) { return ReadRect(r, out.box); }
 
-bool Decode(const EmfRecord& record, EmrRoundRect& out, std::string*) {
-  ByteReader r = record.Reader();
+bool Decode(const EmfRecord&, ByteReader& r, EmrRoundRect& out, std::string*) {
   return ReadRect(r, out.box) && ReadPoint(r, out.corner);
 }
 
-bool Decode(const EmfRecord& record, EmrArc& out, std::string*) {
-  ByteReader r = record.Reader();
+bool Decode(const EmfRecord& record, ByteReader& r, EmrArc& out, std::string*) {
   out.kind = record.type == EMR_ARC     ? ArcKind::Arc
              : record.type == EMR_ARCTO ? ArcKind::ArcTo
              : record.type == EMR_CHORD ? ArcKind::Chord
@@ -206,60 +190,54 @@ bool Decode(const EmfRecord& record, EmrArc& out, std::string*) {
   return ReadRect(r, out.box) && ReadPoint(r, out.start) && ReadPoint(r, out.end);
 }
 
-bool Decode(const EmfRecord& record, EmrAngleArc& out, std::string*) {
-  ByteReader r = record.Reader();
+bool Decode(const EmfRecord&, ByteReader& r, EmrAngleArc& out, std::string*) {
   return ReadPoint(r, out.centre) && r.ReadU32(out.radius) && ReadFloat(r, out.startDegrees) &&
          ReadFloat(r, out.sweepDegrees);
 }
 
-bool Decode(const EmfRecord& record, EmrSetPixel& out, std::string*) {
-  ByteReader r = record.Reader();
+bool Decode(const EmfRecord&, ByteReader& r, EmrSetPixel& out, std::string*) {
   return ReadPoint(r, out.point) && r.ReadU32(out.color);
 }
 
 // Bounds, then for the poly-poly records the figure count, then the point
 // count, the figures' counts and the points.
-bool Decode(const EmfRecord& record, EmrPoly& out, std::string* fault) {
+bool Decode(const EmfRecord& record, ByteReader& r, EmrPoly& out, std::string* fault) {
   const bool small = record.type >= EMR_POLYBEZIER16;
   const uint32_t base = small ? record.type - (EMR_POLYBEZIER16 - EMR_POLYBEZIER) : record.type;
   const bool poly2 = base == EMR_POLYPOLYLINE || base == EMR_POLYPOLYGON;
   out.to = base == EMR_POLYLINETO || base == EMR_POLYBEZIERTO;
   out.bezier = base == EMR_POLYBEZIER || base == EMR_POLYBEZIERTO;
   out.closed = base == EMR_POLYGON || base == EMR_POLYPOLYGON;
-  ByteReader r = record.Reader();
   uint32_t figures = 1, count = 0;
   r.Skip(16);
   if (poly2) r.ReadU32(figures);
   r.ReadU32(count);
+  if (r.failed()) return TooShort(fault);
   if (poly2 && !ReadCounts(r, figures, count, out.counts, fault)) return false;
   if (!poly2) out.counts.push_back(count);
   return ReadPoints(r, count, small, 0, out.points, fault);
 }
 
-bool Decode(const EmfRecord& record, EmrPolyDraw& out, std::string* fault) {
-  ByteReader r = record.Reader();
+bool Decode(const EmfRecord& record, ByteReader& r, EmrPolyDraw& out, std::string* fault) {
   uint32_t count = 0;
   r.Skip(16);
   r.ReadU32(count);
+  if (r.failed()) return TooShort(fault);
   if (!ReadPoints(r, count, record.type == EMR_POLYDRAW16, 1, out.points, fault)) return false;
   out.types.resize(count);
   for (uint8_t& type : out.types) r.ReadU8(type);
   return true;
 }
 
-bool Decode(const EmfRecord& record, EmrHandle& out, std::string*) {
-  return record.Reader().ReadU32(out.handle);
-}
+bool Decode(const EmfRecord&, ByteReader& r, EmrHandle& out, std::string*) { return r.ReadU32(out.handle); }
 
-bool Decode(const EmfRecord& record, EmrCreatePen& out, std::string*) {
-  ByteReader r = record.Reader();
+bool Decode(const EmfRecord&, ByteReader& r, EmrCreatePen& out, std::string*) {
   int32_t widthY = 0;
   return r.ReadU32(out.handle) && r.ReadU32(out.style) && r.ReadI32(out.width) && r.ReadI32(widthY) &&
          r.ReadU32(out.color);
 }
 
-bool Decode(const EmfRecord& record, EmrExtCreatePen& out, std::string* fault) {
-  ByteReader r = record.Reader();
+bool Decode(const EmfRecord&, ByteReader& r, EmrExtCreatePen& out, std::string* fault) {
   BitmapPlace unused;
   uint32_t hatch = 0, entries = 0;
   r.ReadU32(out.handle);
@@ -273,6 +251,7 @@ bool Decode(const EmfRecord& record, EmrExtCreatePen& out, std::string* fault) {
   r.ReadU32(out.color);
   r.ReadU32(hatch);
   r.ReadU32(entries);
+  if (r.failed()) return TooShort(fault);
   if (entries > r.remaining() / 4)
     return Fail(fault, "style entry count " + std::to_string(entries) + " exceeds the record");
   out.styleEntries.resize(entries);
@@ -280,16 +259,15 @@ bool Decode(const EmfRecord& record, EmrExtCreatePen& out, std::string* fault) {
   return true;
 }
 
-bool Decode(const EmfRecord& record, EmrCreateBrush& out, std::string*) {
-  ByteReader r = record.Reader();
+bool Decode(const EmfRecord&, ByteReader& r, EmrCreateBrush& out, std::string*) {
   return r.ReadU32(out.handle) && r.ReadU32(out.style) && r.ReadU32(out.color) && r.ReadU32(out.hatch);
 }
 
-bool Decode(const EmfRecord& record, EmrDibBrush& out, std::string* fault) {
-  ByteReader r = record.Reader();
+bool Decode(const EmfRecord& record, ByteReader& r, EmrDibBrush& out, std::string* fault) {
   BitmapPlace place;
   r.ReadU32(out.handle);
   ReadPlace(r, place, true);
+  if (r.failed()) return TooShort(fault);
   out.mono = record.type == EMR_CREATEMONOBRUSH;
   out.usage = place.usage;
   if (!RecordPart(record, place.offBmi, place.cbBmi, out.info) ||
@@ -298,29 +276,29 @@ bool Decode(const EmfRecord& record, EmrDibBrush& out, std::string* fault) {
   return true;
 }
 
-bool Decode(const EmfRecord& record, EmrCreateFont& out, std::string* fault) {
-  record.Reader().ReadU32(out.handle);
+bool Decode(const EmfRecord& record, ByteReader& r, EmrCreateFont& out, std::string* fault) {
+  if (!r.ReadU32(out.handle)) return TooShort(fault);
   return ReadLogFont(record.bytes.subspan(12), &out.font, fault);
 }
 
-bool Decode(const EmfRecord& record, EmrClipRegion& out, std::string* fault) {
-  ByteReader r = record.Reader();
+bool Decode(const EmfRecord&, ByteReader& r, EmrClipRegion& out, std::string* fault) {
   uint32_t size = 0;
   r.ReadU32(size);
   r.ReadU32(out.mode);
+  if (r.failed()) return TooShort(fault);
   if (!r.ReadSpan(size, out.data))
     return Fail(fault, "region data of " + std::to_string(size) + " bytes exceeds the record");
   return true;
 }
 
-bool Decode(const EmfRecord& record, EmrRegion& out, std::string* fault) {
-  ByteReader r = record.Reader();
+bool Decode(const EmfRecord& record, ByteReader& r, EmrRegion& out, std::string* fault) {
   uint32_t size = 0;
   out.type = record.type;
   r.Skip(16);
   r.ReadU32(size);
   if (out.type == EMR_FILLRGN || out.type == EMR_FRAMERGN) r.ReadU32(out.brush);
   if (out.type == EMR_FRAMERGN) r.ReadI32(out.frameWidth), r.ReadI32(out.frameHeight);
+  if (r.failed()) return TooShort(fault);
   if (!r.ReadSpan(size, out.data))
     return Fail(fault, "region data of " + std::to_string(size) + " bytes exceeds the record");
   return true;
@@ -328,8 +306,7 @@ bool Decode(const EmfRecord& record, EmrRegion& out, std::string* fault) {
 
 // The fields the blits share after the bounds, then those of the record's
 // own type.
-bool Decode(const EmfRecord& record, EmrBlt& out, std::string*) {
-  ByteReader r = record.Reader();
+bool Decode(const EmfRecord& record, ByteReader& r, EmrBlt& out, std::string*) {
   out.type = record.type;
   out.recordBytes = record.bytes;
   r.Skip(16);
@@ -349,8 +326,7 @@ bool Decode(const EmfRecord& record, EmrBlt& out, std::string*) {
   return true;
 }
 
-bool Decode(const EmfRecord& record, EmrPlgBlt& out, std::string*) {
-  ByteReader r = record.Reader();
+bool Decode(const EmfRecord& record, ByteReader& r, EmrPlgBlt& out, std::string*) {
   uint32_t bkColor = 0;
   out.recordBytes = record.bytes;
   r.Skip(16);
@@ -364,8 +340,7 @@ bool Decode(const EmfRecord& record, EmrPlgBlt& out, std::string*) {
   return true;
 }
 
-bool Decode(const EmfRecord& record, EmrDibBits& out, std::string*) {
-  ByteReader r = record.Reader();
+bool Decode(const EmfRecord& record, ByteReader& r, EmrDibBits& out, std::string*) {
   out.stretch = record.type == EMR_STRETCHDIBITS;
   out.recordBytes = record.bytes;
   r.Skip(16);
@@ -376,11 +351,11 @@ bool Decode(const EmfRecord& record, EmrDibBits& out, std::string*) {
   return r.ReadU32(out.startScan) && r.ReadU32(out.scanCount);
 }
 
-bool Decode(const EmfRecord& record, EmrGradient& out, std::string* fault) {
-  ByteReader r = record.Reader();
+bool Decode(const EmfRecord&, ByteReader& r, EmrGradient& out, std::string* fault) {
   uint32_t nVer = 0;
   r.Skip(16);
   r.ReadU32(nVer), r.ReadU32(out.elements), r.ReadU32(out.mode);
+  if (r.failed()) return TooShort(fault);
   if (out.mode > kGradientTriangle) return Fail(fault, "ulMode " + Num(out.mode) + " is unknown");
   if (nVer > r.remaining() / 16)
     return Fail(fault, "nVer " + Num(nVer) + " vertices need " + Num(uint64_t{nVer} * 16) + " bytes, " +
@@ -403,19 +378,20 @@ bool Decode(const EmfRecord& record, EmrGradient& out, std::string* fault) {
 // EXTTEXTOUT: bounds, iGraphicsMode, exScale, eyScale, one EmrText.
 // SMALLTEXTOUT: x, y, cChars, fuOptions, iGraphicsMode, exScale, eyScale,
 // the rectangle unless ETO_NO_RECT, then 8- or 16-bit values; no spacing.
-bool Decode(const EmfRecord& record, EmrText& out, std::string* fault) {
-  ByteReader r = record.Reader();
+bool Decode(const EmfRecord& record, ByteReader& r, EmrText& out, std::string* fault) {
   EmrTextRun& run = out.run;
   if (record.type != EMR_SMALLTEXTOUT) {
     r.Skip(16);
     r.ReadU32(run.graphicsMode);
     r.Skip(8);
+    if (r.failed()) return TooShort(fault);
     return ReadEmrText(record, r, IsAnsiText(record.type), run, fault);
   }
   uint32_t n = 0;
   ReadPoint(r, run.reference);
   r.ReadU32(n), r.ReadU32(run.options), r.ReadU32(run.graphicsMode);
   r.Skip(8);
+  if (r.failed()) return TooShort(fault);
   if (!ReadTextRect(r, run)) return TooShort(fault);
   const bool small = run.options & ETO_SMALL_CHARS;
   if (n > kMaxRunChars) return Fail(fault, Num(n) + " characters are more than one run may hold");
@@ -433,19 +409,21 @@ bool Decode(const EmfRecord& record, EmrText& out, std::string* fault) {
 
 // Bounds, iGraphicsMode, exScale, eyScale, the string count, then one
 // EmrText per string.
-bool Decode(const EmfRecord& record, EmrPolyText& out, std::string* fault) {
-  ByteReader r = record.Reader();
+bool Decode(const EmfRecord& record, ByteReader& r, EmrPolyText& out, std::string* fault) {
   uint32_t mode = 0;
   r.Skip(16);
   r.ReadU32(mode);
   r.Skip(8);
   r.ReadU32(out.count);
+  if (r.failed()) return TooShort(fault);
   if (out.count > r.remaining() / 24)
     return Fail(fault, "string count " + Num(out.count) + " exceeds the record");
+  // A string cut short ends the runs, not the record.
+  ByteReader strings = r;
   for (uint32_t i = 0; i < out.count; ++i) {
     EmrTextRun run;
     run.graphicsMode = mode;
-    if (!ReadEmrText(record, r, IsAnsiText(record.type), run, &out.fault)) break;
+    if (!ReadEmrText(record, strings, IsAnsiText(record.type), run, &out.fault)) break;
     out.runs.push_back(std::move(run));
   }
   return true;

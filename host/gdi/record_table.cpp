@@ -1,9 +1,11 @@
 #include "host/gdi/record_table.h"
 
 #include <array>
+#include <utility>
 
 #include "host/gdi/device_context.h"
 #include "host/gdi/emf_records.h"
+#include "host/gdi/record_fields.h"
 #include "host/gdi/record_types.h"
 
 namespace snk::gdi {
@@ -17,10 +19,19 @@ struct HandlerTraits<bool (DeviceContext::*)(const Rec&, std::string*)> {
 };
 
 // Decodes the record into the handler's typed record and hands it over.
+// The player has checked the entry's minimum size; a decoder that still ran
+// out of bytes in its fixed fields (false without a fault of its own, or
+// true with the reader failed) says the minimum is too small, and the
+// record is refused the same way.
 template <auto Handler>
 bool Play(DeviceContext& dc, const EmfRecord& record, std::string* fault) {
   typename HandlerTraits<decltype(Handler)>::Record typed;
-  return Decode(record, typed, fault) && (dc.*Handler)(typed, fault);
+  ByteReader reader = record.Reader();
+  std::string why;
+  const bool decoded = Decode(record, reader, typed, &why);
+  if (reader.failed() && why.empty()) return Fail(fault, "too short");
+  if (!decoded) return Fail(fault, std::move(why));
+  return (dc.*Handler)(typed, fault);
 }
 
 template <auto Handler>

@@ -4,9 +4,9 @@
 // A decoder reads one record through a ByteReader after type and size. The
 // record table (record_table.h) has already checked the record against the
 // type's minimum size, so the fixed fields always read; a decoder checks
-// only the parts whose size the record itself gives (counts, offsets,
-// strings) and refuses them with the fault a reader of the record would
-// want ("point count 100 exceeds the record"). Values are not judged here:
+// the parts whose size the record itself gives (counts, offsets, strings)
+// and refuses them with the fault a reader of the record would want
+// ("point count 100 exceeds the record"). Values are not judged here:
 // a map mode of 99 is decoded and refused by its handler.
 #pragma once
 
@@ -247,36 +247,38 @@ struct EmrPolyText {
   std::string fault;
 };
 
-// The decoders, one per typed record. False with `fault` when a part whose
-// size the record gives does not lie inside it.
-bool Decode(const EmfRecord& record, EmrEmpty& out, std::string* fault);
-bool Decode(const EmfRecord& record, EmrValue& out, std::string* fault);
-bool Decode(const EmfRecord& record, EmrSavedIndex& out, std::string* fault);
-bool Decode(const EmfRecord& record, EmrPoint& out, std::string* fault);
-bool Decode(const EmfRecord& record, EmrScale& out, std::string* fault);
-bool Decode(const EmfRecord& record, EmrXform& out, std::string* fault);
-bool Decode(const EmfRecord& record, EmrModifyXform& out, std::string* fault);
-bool Decode(const EmfRecord& record, EmrJustification& out, std::string* fault);
-bool Decode(const EmfRecord& record, EmrBox& out, std::string* fault);
-bool Decode(const EmfRecord& record, EmrRoundRect& out, std::string* fault);
-bool Decode(const EmfRecord& record, EmrArc& out, std::string* fault);
-bool Decode(const EmfRecord& record, EmrAngleArc& out, std::string* fault);
-bool Decode(const EmfRecord& record, EmrSetPixel& out, std::string* fault);
-bool Decode(const EmfRecord& record, EmrPoly& out, std::string* fault);
-bool Decode(const EmfRecord& record, EmrPolyDraw& out, std::string* fault);
-bool Decode(const EmfRecord& record, EmrHandle& out, std::string* fault);
-bool Decode(const EmfRecord& record, EmrCreatePen& out, std::string* fault);
-bool Decode(const EmfRecord& record, EmrExtCreatePen& out, std::string* fault);
-bool Decode(const EmfRecord& record, EmrCreateBrush& out, std::string* fault);
-bool Decode(const EmfRecord& record, EmrDibBrush& out, std::string* fault);
-bool Decode(const EmfRecord& record, EmrCreateFont& out, std::string* fault);
-bool Decode(const EmfRecord& record, EmrClipRegion& out, std::string* fault);
-bool Decode(const EmfRecord& record, EmrRegion& out, std::string* fault);
-bool Decode(const EmfRecord& record, EmrBlt& out, std::string* fault);
-bool Decode(const EmfRecord& record, EmrPlgBlt& out, std::string* fault);
-bool Decode(const EmfRecord& record, EmrDibBits& out, std::string* fault);
-bool Decode(const EmfRecord& record, EmrGradient& out, std::string* fault);
-bool Decode(const EmfRecord& record, EmrText& out, std::string* fault);
-bool Decode(const EmfRecord& record, EmrPolyText& out, std::string* fault);
+// The decoders, one per typed record, reading through `r` (positioned after
+// type and size). False with `fault` when a part whose size the record
+// gives does not lie inside it; fixed fields cut short leave `r.failed()`,
+// which a decoder checks before such parts and the record table after.
+bool Decode(const EmfRecord& record, ByteReader& r, EmrEmpty& out, std::string* fault);
+bool Decode(const EmfRecord& record, ByteReader& r, EmrValue& out, std::string* fault);
+bool Decode(const EmfRecord& record, ByteReader& r, EmrSavedIndex& out, std::string* fault);
+bool Decode(const EmfRecord& record, ByteReader& r, EmrPoint& out, std::string* fault);
+bool Decode(const EmfRecord& record, ByteReader& r, EmrScale& out, std::string* fault);
+bool Decode(const EmfRecord& record, ByteReader& r, EmrXform& out, std::string* fault);
+bool Decode(const EmfRecord& record, ByteReader& r, EmrModifyXform& out, std::string* fault);
+bool Decode(const EmfRecord& record, ByteReader& r, EmrJustification& out, std::string* fault);
+bool Decode(const EmfRecord& record, ByteReader& r, EmrBox& out, std::string* fault);
+bool Decode(const EmfRecord& record, ByteReader& r, EmrRoundRect& out, std::string* fault);
+bool Decode(const EmfRecord& record, ByteReader& r, EmrArc& out, std::string* fault);
+bool Decode(const EmfRecord& record, ByteReader& r, EmrAngleArc& out, std::string* fault);
+bool Decode(const EmfRecord& record, ByteReader& r, EmrSetPixel& out, std::string* fault);
+bool Decode(const EmfRecord& record, ByteReader& r, EmrPoly& out, std::string* fault);
+bool Decode(const EmfRecord& record, ByteReader& r, EmrPolyDraw& out, std::string* fault);
+bool Decode(const EmfRecord& record, ByteReader& r, EmrHandle& out, std::string* fault);
+bool Decode(const EmfRecord& record, ByteReader& r, EmrCreatePen& out, std::string* fault);
+bool Decode(const EmfRecord& record, ByteReader& r, EmrExtCreatePen& out, std::string* fault);
+bool Decode(const EmfRecord& record, ByteReader& r, EmrCreateBrush& out, std::string* fault);
+bool Decode(const EmfRecord& record, ByteReader& r, EmrDibBrush& out, std::string* fault);
+bool Decode(const EmfRecord& record, ByteReader& r, EmrCreateFont& out, std::string* fault);
+bool Decode(const EmfRecord& record, ByteReader& r, EmrClipRegion& out, std::string* fault);
+bool Decode(const EmfRecord& record, ByteReader& r, EmrRegion& out, std::string* fault);
+bool Decode(const EmfRecord& record, ByteReader& r, EmrBlt& out, std::string* fault);
+bool Decode(const EmfRecord& record, ByteReader& r, EmrPlgBlt& out, std::string* fault);
+bool Decode(const EmfRecord& record, ByteReader& r, EmrDibBits& out, std::string* fault);
+bool Decode(const EmfRecord& record, ByteReader& r, EmrGradient& out, std::string* fault);
+bool Decode(const EmfRecord& record, ByteReader& r, EmrText& out, std::string* fault);
+bool Decode(const EmfRecord& record, ByteReader& r, EmrPolyText& out, std::string* fault);
 
 }  // namespace snk::gdi
