@@ -110,27 +110,22 @@ struct EmrHandle {
   uint32_t handle = 0;
 };
 
+// CREATEPEN: a LOGPEN.
 struct EmrCreatePen {
-  uint32_t handle = 0;
-  uint32_t style = 0;
-  int32_t width = 0;
-  uint32_t color = 0;
+  uint32_t handle = 0, style = 0, color = 0;
+  int32_t width = 0;  // the x of the LOGPEN's width; its y is unused
 };
 
+// EXTCREATEPEN: an EXTLOGPEN; a pattern pen's bitmap is not used.
 struct EmrExtCreatePen {
-  uint32_t handle = 0;
-  uint32_t style = 0;
-  uint32_t width = 0;
-  uint32_t brushStyle = 0;
-  uint32_t color = 0;
+  uint32_t handle = 0, style = 0, width = 0;
+  uint32_t brushStyle = 0, color = 0;
   std::vector<uint32_t> styleEntries;  // dash and gap lengths (PS_USERSTYLE)
 };
 
+// CREATEBRUSHINDIRECT: a LOGBRUSH.
 struct EmrCreateBrush {
-  uint32_t handle = 0;
-  uint32_t style = 0;
-  uint32_t color = 0;
-  uint32_t hatch = 0;
+  uint32_t handle = 0, style = 0, color = 0, hatch = 0;
 };
 
 // CREATEDIBPATTERNBRUSHPT, CREATEMONOBRUSH: the bitmap inside the record.
