@@ -18,24 +18,22 @@
 
 #include "host/engine/path.h"
 #include "host/gdi/device_context.h"
+#include "host/gdi/device_pixels.h"
 #include "host/gdi/emf_objects.h"
 #include "host/gdi/emf_player.h"
 #include "host/gdi/emf_records.h"
+#include "host/gdi/record_fields.h"
 
 namespace snk::gdi {
 
 using engine::HostBrush;
 using engine::HostClip;
 using engine::HostPath;
+using engine::Region;
 
 namespace {
 
 constexpr ROP4 kSrcCopy4 = 0xCCCC;
-
-bool Fail(std::string* fault, std::string text) {
-  if (fault) *fault = std::move(text);
-  return false;
-}
 
 std::string Num(int64_t v) { return std::to_string(v); }
 
@@ -52,62 +50,14 @@ bool UsesPattern(uint8_t rop3) { return ((rop3 >> 4) ^ rop3) & 0x0F; }
 // The ternary op of a raster-operation word of the records (0x00CC0020).
 uint8_t Rop3Of(uint32_t dwRop) { return uint8_t(dwRop >> 16); }
 
-// Where a record keeps one of its bitmaps: offsets and sizes from the
-// record's start, and how its colour table is to be read.
-struct BitmapPlace {
-  uint32_t usage = 0;
-  uint32_t offBmi = 0;
-  uint32_t cbBmi = 0;
-  uint32_t offBits = 0;
-  uint32_t cbBits = 0;
-  bool Present() const { return cbBmi != 0; }
-};
-
-// The usage first (BITBLT and friends, the masks) or last (the DIB records).
-bool ReadPlace(ByteReader& r, BitmapPlace& b, bool usageFirst) {
-  if (usageFirst && !r.ReadU32(b.usage)) return false;
-  if (!r.ReadU32(b.offBmi) || !r.ReadU32(b.cbBmi) || !r.ReadU32(b.offBits) || !r.ReadU32(b.cbBits))
-    return false;
-  return usageFirst || r.ReadU32(b.usage);
-}
-
-bool ReadFloat(ByteReader& r, double& out) {
-  uint32_t bits = 0;
-  if (!r.ReadU32(bits)) return false;
-  out = std::bit_cast<float>(bits);
-  return true;
-}
-
-bool ReadXform(ByteReader& r, Matrix& m) {
-  return ReadFloat(r, m.m11) && ReadFloat(r, m.m12) && ReadFloat(r, m.m21) && ReadFloat(r, m.m22) &&
-         ReadFloat(r, m.dx) && ReadFloat(r, m.dy);
-}
-
-// The fields that EMR_BITBLT, EMR_STRETCHBLT, EMR_MASKBLT, EMR_ALPHABLEND
-// and EMR_TRANSPARENTBLT share after the bounds.
-struct BltFields {
-  int32_t xDest = 0, yDest = 0, cxDest = 0, cyDest = 0;
-  uint32_t op = 0;  // raster operation, ROP4, BLENDFUNCTION or colour key
-  int32_t xSrc = 0, ySrc = 0;
-  Matrix xformSrc;
-  uint32_t bkColorSrc = 0;
-  BitmapPlace src;
-};
-
-bool ReadBlt(ByteReader& r, BltFields& f) {
-  return r.Skip(16) && r.ReadI32(f.xDest) && r.ReadI32(f.yDest) && r.ReadI32(f.cxDest) &&
-         r.ReadI32(f.cyDest) && r.ReadU32(f.op) && r.ReadI32(f.xSrc) && r.ReadI32(f.ySrc) &&
-         ReadXform(r, f.xformSrc) && r.ReadU32(f.bkColorSrc) && ReadPlace(r, f.src, true);
-}
-
 // The bitmap of a record, decoded into a source surface: the source or
 // (`isMask`) the mask. Notes of the decoding go to `notes`.
-std::unique_ptr<SourceBitmap> RecordBitmap(const EmfRecord& record, const BitmapPlace& place, bool isMask,
-                                           std::vector<std::string>& notes, std::string* fault,
+std::unique_ptr<SourceBitmap> RecordBitmap(std::span<const std::byte> record, const BitmapPlace& place,
+                                           bool isMask, std::vector<std::string>& notes, std::string* fault,
                                            uint32_t maxRows = UINT32_MAX) {
   const char* name = isMask ? "Mask" : "Src";
   const std::string which = isMask ? "mask bitmap: " : "source bitmap: ";
-  const size_t size = record.bytes.size();
+  const size_t size = record.size();
   if (place.offBmi > size || place.cbBmi > size - place.offBmi) {
     Fail(fault, std::string("offBmi") + name + " " + Num(place.offBmi) + " + cbBmi" + name + " " +
                     Num(place.cbBmi) + " lie past the record's " + Num(int64_t(size)) + " bytes");
@@ -119,8 +69,8 @@ std::unique_ptr<SourceBitmap> RecordBitmap(const EmfRecord& record, const Bitmap
     return nullptr;
   }
   std::string why;
-  auto dib = DecodeDibSource(record.bytes.subspan(place.offBmi, place.cbBmi),
-                             record.bytes.subspan(place.offBits, place.cbBits), place.usage, &why, maxRows);
+  auto dib = DecodeDibSource(record.subspan(place.offBmi, place.cbBmi),
+                             record.subspan(place.offBits, place.cbBits), place.usage, &why, maxRows);
   if (!dib) {
     Fail(fault, which + why);
     return nullptr;
@@ -150,8 +100,6 @@ bool SourceRect(const Matrix& xform, double x, double y, double cx, double cy, d
   return true;
 }
 
-LONG Round(double v) { return LONG(std::lround(v)); }
-
 RECTL BoundsOf(const PointD* p, size_t n) {
   double l = p[0].x, t = p[0].y, r = p[0].x, b = p[0].y;
   for (size_t i = 1; i < n; ++i) {
@@ -169,10 +117,6 @@ PointD Opposite(const PointD c[3]) { return {c[1].x + c[2].x - c[0].x, c[1].y + 
 bool AxisAligned(const PointD c[3]) {
   return std::fabs(c[1].y - c[0].y) < 0.5 && std::fabs(c[2].x - c[0].x) < 0.5;
 }
-
-// ROP2 (1..16) to the ternary op that does the same with the pattern.
-constexpr uint8_t kRop3OfRop2[16] = {0x00, 0x05, 0x0A, 0x0F, 0x50, 0x55, 0x5A, 0x5F,
-                                     0xA0, 0xA5, 0xAA, 0xAF, 0xF0, 0xF5, 0xFA, 0xFF};
 
 }  // namespace
 
@@ -273,231 +217,255 @@ bool DeviceContext::SendBlit(BlitPlan& plan, std::string* fault) {
   return true;
 }
 
-// ---------------------------------------------------------------- the records
+// ---------------------------------------------------------------- blit placement
 
-bool DeviceContext::PlayBitmap(const EmfRecord& record, ByteReader& r, std::string* fault) {
-  const uint32_t t = record.type;
-  BlitPlan plan;
-  std::unique_ptr<SourceBitmap> source, mask;
-  auto tooShort = [&] { return Fail(fault, "too short"); };
-  auto zero = [&](int64_t cx, int64_t cy, const char* what) {
-    return Fail(fault, std::string(what) + " " + Num(cx) + " x " + Num(cy) + ": nothing to draw");
-  };
-
-  switch (t) {
-    case EMR_BITBLT:
-    case EMR_STRETCHBLT:
-    case EMR_MASKBLT: {
-      BltFields f;
-      if (!ReadBlt(r, f)) return tooShort();
-      int32_t cxSrc = f.cxDest, cySrc = f.cyDest;
-      POINTL maskAt{};
-      BitmapPlace maskPlace;
-      if (t == EMR_STRETCHBLT && (!r.ReadI32(cxSrc) || !r.ReadI32(cySrc))) return tooShort();
-      if (t == EMR_MASKBLT &&
-          (!r.ReadI32(maskAt.x) || !r.ReadI32(maskAt.y) || !ReadPlace(r, maskPlace, true)))
-        return tooShort();
-      if (f.cxDest == 0 || f.cyDest == 0) return zero(f.cxDest, f.cyDest, "destination extents");
-      ROP4 rop = 0;
-      if (t == EMR_MASKBLT) {
-        // MAKEROP4: the foreground op in bits 16-23, the background op in 24-31.
-        rop = ROP4(f.op >> 16 & 0xFF) | ROP4(f.op >> 24 & 0xFF) << 8;
-      } else {
-        rop = Rop3Of(f.op) | ROP4(Rop3Of(f.op)) << 8;
-      }
-      PlaceDestination(f.xDest, f.yDest, f.cxDest, f.cyDest, plan.corner);
-      const bool needsSource = UsesSource(uint8_t(rop)) || UsesSource(uint8_t(rop >> 8));
-      const bool masked = t == EMR_MASKBLT && maskPlace.Present() && (rop & 0xFF) != (rop >> 8 & 0xFF);
-      if (!needsSource && !masked) return BrushBlit(plan.corner, rop & 0xFF, fault);
-      if (!f.src.Present()) return Fail(fault, "the raster operation needs a source and the record has none");
-      if (cxSrc == 0 || cySrc == 0) return zero(cxSrc, cySrc, "source extents");
-      if (!SourceRect(f.xformSrc, f.xSrc, f.ySrc, cxSrc, cySrc, plan.src, fault)) return false;
-      if (!(source = RecordBitmap(record, f.src, false, notes_, fault))) return false;
-      if (masked) {
-        if (!(mask = RecordBitmap(record, maskPlace, true, notes_, fault))) return false;
-        if (!CheckMask(*mask, fault)) return false;
-        plan.mask = mask.get();
-        plan.maskOrigin = maskAt;
-      }
-      plan.source = source.get();
-      plan.rop = rop;
-      return SendBlit(plan, fault);
-    }
-    case EMR_PLGBLT: {
-      POINTL pts[3];
-      int32_t xSrc = 0, ySrc = 0, cxSrc = 0, cySrc = 0;
-      Matrix xformSrc;
-      uint32_t bkColor = 0;
-      BitmapPlace srcPlace, maskPlace;
-      POINTL maskAt{};
-      if (!r.Skip(16)) return tooShort();
-      for (POINTL& p : pts)
-        if (!r.ReadI32(p.x) || !r.ReadI32(p.y)) return tooShort();
-      if (!r.ReadI32(xSrc) || !r.ReadI32(ySrc) || !r.ReadI32(cxSrc) || !r.ReadI32(cySrc) ||
-          !ReadXform(r, xformSrc) || !r.ReadU32(bkColor) || !ReadPlace(r, srcPlace, true) ||
-          !r.ReadI32(maskAt.x) || !r.ReadI32(maskAt.y) || !ReadPlace(r, maskPlace, true))
-        return tooShort();
-      if (cxSrc == 0 || cySrc == 0) return zero(cxSrc, cySrc, "source extents");
-      if (!srcPlace.Present()) return Fail(fault, "the record has no source bitmap");
-      const Matrix m = DeviceMatrix();
-      for (int i = 0; i < 3; ++i) plan.corner[i] = m.Apply({double(pts[i].x), double(pts[i].y)});
-      if (!SourceRect(xformSrc, xSrc, ySrc, cxSrc, cySrc, plan.src, fault)) return false;
-      if (!(source = RecordBitmap(record, srcPlace, false, notes_, fault))) return false;
-      plan.source = source.get();
-      if (maskPlace.Present()) {
-        if (!(mask = RecordBitmap(record, maskPlace, true, notes_, fault))) return false;
-        if (!CheckMask(*mask, fault)) return false;
-        plan.mask = mask.get();
-        plan.maskOrigin = maskAt;
-        plan.rop = 0xAACC;  // the source where the mask is set, the destination elsewhere
-      }
-      return SendBlit(plan, fault);
-    }
-    case EMR_STRETCHDIBITS:
-    case EMR_SETDIBITSTODEVICE: {
-      int32_t xDest = 0, yDest = 0, xSrc = 0, ySrc = 0, cxSrc = 0, cySrc = 0, cxDest = 0, cyDest = 0;
-      uint32_t dwRop = 0x00CC0020, startScan = 0, scans = 0;
-      BitmapPlace place;
-      if (!r.Skip(16) || !r.ReadI32(xDest) || !r.ReadI32(yDest) || !r.ReadI32(xSrc) || !r.ReadI32(ySrc) ||
-          !r.ReadI32(cxSrc) || !r.ReadI32(cySrc) || !ReadPlace(r, place, false))
-        return tooShort();
-      const bool stretch = t == EMR_STRETCHDIBITS;
-      if (stretch ? !r.ReadU32(dwRop) || !r.ReadI32(cxDest) || !r.ReadI32(cyDest)
-                  : !r.ReadU32(startScan) || !r.ReadU32(scans))
-        return tooShort();
-      if (stretch) {
-        if (cxDest == 0 || cyDest == 0) return zero(cxDest, cyDest, "destination extents");
-        PlaceDestination(xDest, yDest, cxDest, cyDest, plan.corner);
-      } else {
-        // The origin goes through the whole mapping; the extents are
-        // reference-device pixels, scaled onto the surface only.
-        const PointD at = DeviceMatrix().Apply({double(xDest), double(yDest)});
-        plan.corner[0] = at;
-        plan.corner[1] = {at.x + cxSrc * page_.m11, at.y};
-        plan.corner[2] = {at.x, at.y + cySrc * page_.m22};
-      }
-      const uint8_t rop3 = Rop3Of(dwRop);
-      if (!UsesSource(rop3)) return BrushBlit(plan.corner, rop3, fault);
-      if (cxSrc == 0 || cySrc == 0) return zero(cxSrc, cySrc, "source extents");
-      if (!place.Present()) return Fail(fault, "the record has no bitmap");
-      if (!stretch && scans == 0) return true;  // no scan lines: nothing to set
-      if (!(source = RecordBitmap(record, place, false, notes_, fault, stretch ? UINT32_MAX : scans)))
-        return false;
-      // A bottom-up DIB counts ySrc (and the scan lines) from its bottom row.
-      const DibSource& dib = source->dib();
-      // The decoded rows start at scan line startScan of the whole bitmap
-      // (SETDIBITSTODEVICE) or at its first (STRETCHDIBITS).
-      const double first = stretch ? 0 : double(startScan);
-      double top = double(ySrc) - first, bottom = top + cySrc;
-      if (!dib.topDown) {
-        top = first + dib.height - (double(ySrc) + cySrc);
-        bottom = first + dib.height - ySrc;
-      }
-      plan.src[0] = xSrc;
-      plan.src[1] = top;
-      plan.src[2] = double(xSrc) + cxSrc;
-      plan.src[3] = bottom;
-      plan.source = source.get();
-      plan.rop = rop3 | ROP4(rop3) << 8;
-      return SendBlit(plan, fault);
-    }
-    case EMR_ALPHABLEND:
-    case EMR_TRANSPARENTBLT: {
-      BltFields f;
-      int32_t cxSrc = 0, cySrc = 0;
-      if (!ReadBlt(r, f) || !r.ReadI32(cxSrc) || !r.ReadI32(cySrc)) return tooShort();
-      if (f.cxDest == 0 || f.cyDest == 0) return zero(f.cxDest, f.cyDest, "destination extents");
-      if (cxSrc == 0 || cySrc == 0) return zero(cxSrc, cySrc, "source extents");
-      if (f.cxDest < 0 || f.cyDest < 0 || cxSrc < 0 || cySrc < 0)
-        return Fail(fault, "negative extents: " +
-                               std::string(t == EMR_ALPHABLEND ? "alpha blending" : "a colour key") +
-                               " does not mirror");
-      if (!f.src.Present()) return Fail(fault, "the record has no source bitmap");
-      PlaceDestination(f.xDest, f.yDest, f.cxDest, f.cyDest, plan.corner);
-      if (!SourceRect(f.xformSrc, f.xSrc, f.ySrc, cxSrc, cySrc, plan.src, fault)) return false;
-      if (!(source = RecordBitmap(record, f.src, false, notes_, fault))) return false;
-      plan.source = source.get();
-      if (!FitSource(plan, fault)) return false;
-      if (!AxisAligned(plan.corner))
-        notes_.push_back("a rotated destination is drawn into its bounding rectangle");
-      const PointD all[4] = {plan.corner[0], plan.corner[1], plan.corner[2], Opposite(plan.corner)};
-      RECTL dest = BoundsOf(all, 4);  // drawn upright whatever the mapping's direction
-      std::optional<HostClip> clip;
-      if (!BlitClip(dest, &clip)) return true;
-      RECTL src{LONG(plan.src[0]), LONG(plan.src[1]), LONG(plan.src[2]), LONG(plan.src[3])};
-      if (t == EMR_ALPHABLEND) {
-        BLENDOBJ blend{};
-        blend.BlendFunction.BlendOp = BYTE(f.op);
-        blend.BlendFunction.BlendFlags = BYTE(f.op >> 8);
-        blend.BlendFunction.SourceConstantAlpha = BYTE(f.op >> 16);
-        blend.BlendFunction.AlphaFormat = BYTE(f.op >> 24);
-        if (blend.BlendFunction.BlendOp != AC_SRC_OVER)
-          return Fail(fault, "BlendOperation " + Num(blend.BlendFunction.BlendOp) + " is not AC_SRC_OVER");
-        target_.AlphaBlend(source->Surface(), &clip->co, source->Xlate(), &dest, &src, &blend);
-      } else {
-        target_.TransparentBlt(source->Surface(), &clip->co, source->Xlate(), &dest, &src,
-                               source->dib().WordOf(f.op & 0xFFFFFF), 0);
-      }
-      return true;
-    }
-    default:
-      return Fail(fault, "not a bitmap record");
-  }
+void DeviceContext::PlaceDestination(double x, double y, double cx, double cy, PointD corner[3]) const {
+  const Matrix m = DeviceMatrix();
+  corner[0] = m.Apply({x, y});
+  corner[1] = m.Apply({x + cx, y});
+  corner[2] = m.Apply({x, y + cy});
 }
 
-bool DeviceContext::PlayGradient(ByteReader& r, std::string* fault) {
-  uint32_t nVer = 0, nTri = 0, mode = 0;
-  if (!r.Skip(16) || !r.ReadU32(nVer) || !r.ReadU32(nTri) || !r.ReadU32(mode))
-    return Fail(fault, "too short");
-  if (mode > GRADIENT_FILL_TRIANGLE) return Fail(fault, "ulMode " + Num(mode) + " is unknown");
-  if (nVer > r.remaining() / 16)
-    return Fail(fault, "nVer " + Num(nVer) + " vertices need " + Num(int64_t{nVer} * 16) + " bytes, " +
-                           Num(int64_t(r.remaining())) + " follow");
-  const size_t meshSize = mode == GRADIENT_FILL_TRIANGLE ? 12 : 8;
-  const size_t vertexBytes = size_t{nVer} * 16;
-  if (nTri > (r.remaining() - vertexBytes) / meshSize)
-    return Fail(fault, "nTri " + Num(nTri) + " elements need " + Num(int64_t(nTri * meshSize)) + " bytes, " +
-                           Num(int64_t(r.remaining() - vertexBytes)) + " follow the vertices");
+bool DeviceContext::FitSource(BlitPlan& plan, std::string* fault) const {
+  PointD* c = plan.corner;
+  double* s = plan.src;
+  for (const PointD& p : {c[0], c[1], c[2]})
+    if (!InRange(p.x) || !InRange(p.y)) return Fail(fault, "the destination lies too far away");
+  for (int i = 0; i < 4; ++i)
+    if (!InRange(s[i])) return Fail(fault, "the source rectangle lies too far away");
+  // Whole source pixels.
+  for (int i = 0; i < 4; ++i) s[i] = std::round(s[i]);
+  // A source running right to left or bottom to top mirrors the destination.
+  if (s[2] < s[0]) {
+    std::swap(s[0], s[2]);
+    const PointD across{c[1].x - c[0].x, c[1].y - c[0].y};
+    std::swap(c[0], c[1]);
+    c[2] = {c[2].x + across.x, c[2].y + across.y};
+  }
+  if (s[3] < s[1]) {
+    std::swap(s[1], s[3]);
+    const PointD down{c[2].x - c[0].x, c[2].y - c[0].y};
+    std::swap(c[0], c[2]);
+    c[1] = {c[1].x + down.x, c[1].y + down.y};
+  }
+  const double sw = s[2] - s[0], sh = s[3] - s[1];
+  if (sw == 0 || sh == 0) return Fail(fault, "the source rectangle is empty");
+  // Cut to the source bitmap: the engine reads only inside it.
+  double cut[4] = {s[0], s[1], s[2], s[3]};
+  if (plan.source) {
+    const SURFOBJ* so = plan.source->Surface();
+    cut[0] = std::max(cut[0], 0.0);
+    cut[1] = std::max(cut[1], 0.0);
+    cut[2] = std::min(cut[2], double(so->sizlBitmap.cx));
+    cut[3] = std::min(cut[3], double(so->sizlBitmap.cy));
+  }
+  if (cut[2] <= cut[0] || cut[3] <= cut[1])
+    return Fail(fault, "the source rectangle lies outside the bitmap");
+  const PointD across{(c[1].x - c[0].x) / sw, (c[1].y - c[0].y) / sw};
+  const PointD down{(c[2].x - c[0].x) / sh, (c[2].y - c[0].y) / sh};
+  auto at = [&](double u, double v) {
+    return PointD{c[0].x + across.x * (u - s[0]) + down.x * (v - s[1]),
+                  c[0].y + across.y * (u - s[0]) + down.y * (v - s[1])};
+  };
+  const PointD moved[3] = {at(cut[0], cut[1]), at(cut[2], cut[1]), at(cut[0], cut[3])};
+  for (int i = 0; i < 3; ++i) c[i] = moved[i];
+  plan.maskOrigin.x += LONG(cut[0] - s[0]);
+  plan.maskOrigin.y += LONG(cut[1] - s[1]);
+  for (int i = 0; i < 4; ++i) s[i] = cut[i];
+  if (plan.mask) {
+    const SURFOBJ* mo = plan.mask->Surface();
+    const POINTL& o = plan.maskOrigin;
+    if (o.x < 0 || o.y < 0 || o.x + (s[2] - s[0]) > mo->sizlBitmap.cx ||
+        o.y + (s[3] - s[1]) > mo->sizlBitmap.cy)
+      return Fail(fault, "the mask of " + std::to_string(mo->sizlBitmap.cx) + " x " +
+                             std::to_string(mo->sizlBitmap.cy) + " pixels does not cover the source from (" +
+                             std::to_string(o.x) + ", " + std::to_string(o.y) + ")");
+  }
+  return true;
+}
+
+bool DeviceContext::BlitClip(const RECTL& bounds, std::optional<HostClip>* clip) const {
+  if (bounds.right <= bounds.left || bounds.bottom <= bounds.top) return false;
+  const Region vis = VisibleRegion();
+  if (vis.Intersect(bounds).Empty()) return false;
+  clip->emplace(vis, &bounds, uniq_);
+  return true;
+}
+
+// ---------------------------------------------------------------- the records
+
+namespace {
+
+std::string Extents(int64_t cx, int64_t cy, const char* what) {
+  return std::string(what) + " " + Num(cx) + " x " + Num(cy) + ": nothing to draw";
+}
+
+}  // namespace
+
+// BITBLT, STRETCHBLT, MASKBLT: a raster operation of source, pattern and
+// destination; ALPHABLEND and TRANSPARENTBLT go their own way.
+bool DeviceContext::OnBlt(const EmrBlt& rec, Fault fault) {
+  if (rec.type == EMR_ALPHABLEND || rec.type == EMR_TRANSPARENTBLT) return BlendBlt(rec, fault);
+  if (rec.cxDest == 0 || rec.cyDest == 0)
+    return Fail(fault, Extents(rec.cxDest, rec.cyDest, "destination extents"));
+  const bool maskBlt = rec.type == EMR_MASKBLT;
+  // MASKBLT's MAKEROP4: the foreground op in bits 16-23, the background op in 24-31.
+  const ROP4 rop = maskBlt ? ROP4(rec.op >> 16 & 0xFF) | ROP4(rec.op >> 24 & 0xFF) << 8
+                           : Rop3Of(rec.op) | ROP4(Rop3Of(rec.op)) << 8;
+  BlitPlan plan;
+  PlaceDestination(rec.xDest, rec.yDest, rec.cxDest, rec.cyDest, plan.corner);
+  const bool needsSource = UsesSource(uint8_t(rop)) || UsesSource(uint8_t(rop >> 8));
+  const bool masked = maskBlt && rec.mask.Present() && (rop & 0xFF) != (rop >> 8 & 0xFF);
+  if (!needsSource && !masked) return BrushBlit(plan.corner, rop & 0xFF, fault);
+  if (!rec.src.Present()) return Fail(fault, "the raster operation needs a source and the record has none");
+  if (rec.cxSrc == 0 || rec.cySrc == 0) return Fail(fault, Extents(rec.cxSrc, rec.cySrc, "source extents"));
+  if (!SourceRect(rec.xformSrc, rec.xSrc, rec.ySrc, rec.cxSrc, rec.cySrc, plan.src, fault)) return false;
+  std::unique_ptr<SourceBitmap> source, mask;
+  if (!(source = RecordBitmap(rec.recordBytes, rec.src, false, notes_, fault))) return false;
+  if (masked) {
+    if (!(mask = RecordBitmap(rec.recordBytes, rec.mask, true, notes_, fault))) return false;
+    if (!CheckMask(*mask, fault)) return false;
+    plan.mask = mask.get();
+    plan.maskOrigin = rec.maskAt;
+  }
+  plan.source = source.get();
+  plan.rop = rop;
+  return SendBlit(plan, fault);
+}
+
+bool DeviceContext::OnPlgBlt(const EmrPlgBlt& rec, Fault fault) {
+  if (rec.cxSrc == 0 || rec.cySrc == 0) return Fail(fault, Extents(rec.cxSrc, rec.cySrc, "source extents"));
+  if (!rec.src.Present()) return Fail(fault, "the record has no source bitmap");
+  BlitPlan plan;
   const Matrix m = DeviceMatrix();
+  for (int i = 0; i < 3; ++i) plan.corner[i] = m.Apply({double(rec.corners[i].x), double(rec.corners[i].y)});
+  if (!SourceRect(rec.xformSrc, rec.xSrc, rec.ySrc, rec.cxSrc, rec.cySrc, plan.src, fault)) return false;
+  std::unique_ptr<SourceBitmap> source, mask;
+  if (!(source = RecordBitmap(rec.recordBytes, rec.src, false, notes_, fault))) return false;
+  plan.source = source.get();
+  if (rec.mask.Present()) {
+    if (!(mask = RecordBitmap(rec.recordBytes, rec.mask, true, notes_, fault))) return false;
+    if (!CheckMask(*mask, fault)) return false;
+    plan.mask = mask.get();
+    plan.maskOrigin = rec.maskAt;
+    plan.rop = 0xAACC;  // the source where the mask is set, the destination elsewhere
+  }
+  return SendBlit(plan, fault);
+}
+
+bool DeviceContext::OnDibBits(const EmrDibBits& rec, Fault fault) {
+  BlitPlan plan;
+  if (rec.stretch) {
+    if (rec.cxDest == 0 || rec.cyDest == 0)
+      return Fail(fault, Extents(rec.cxDest, rec.cyDest, "destination extents"));
+    PlaceDestination(rec.xDest, rec.yDest, rec.cxDest, rec.cyDest, plan.corner);
+  } else {
+    // The origin goes through the whole mapping; the extents are
+    // reference-device pixels, scaled onto the surface only.
+    const PointD at = DeviceMatrix().Apply({double(rec.xDest), double(rec.yDest)});
+    plan.corner[0] = at;
+    plan.corner[1] = {at.x + rec.cxSrc * page_.m11, at.y};
+    plan.corner[2] = {at.x, at.y + rec.cySrc * page_.m22};
+  }
+  const uint8_t rop3 = Rop3Of(rec.rop);
+  if (!UsesSource(rop3)) return BrushBlit(plan.corner, rop3, fault);
+  if (rec.cxSrc == 0 || rec.cySrc == 0) return Fail(fault, Extents(rec.cxSrc, rec.cySrc, "source extents"));
+  if (!rec.src.Present()) return Fail(fault, "the record has no bitmap");
+  if (!rec.stretch && rec.scanCount == 0) return true;  // no scan lines: nothing to set
+  std::unique_ptr<SourceBitmap> source =
+      RecordBitmap(rec.recordBytes, rec.src, false, notes_, fault, rec.stretch ? UINT32_MAX : rec.scanCount);
+  if (!source) return false;
+  // A bottom-up DIB counts ySrc (and the scan lines) from its bottom row.
+  const DibSource& dib = source->dib();
+  // The decoded rows start at scan line startScan of the whole bitmap
+  // (SETDIBITSTODEVICE) or at its first (STRETCHDIBITS).
+  const double first = rec.stretch ? 0 : double(rec.startScan);
+  double top = double(rec.ySrc) - first, bottom = top + rec.cySrc;
+  if (!dib.topDown) {
+    top = first + dib.height - (double(rec.ySrc) + rec.cySrc);
+    bottom = first + dib.height - rec.ySrc;
+  }
+  plan.src[0] = rec.xSrc;
+  plan.src[1] = top;
+  plan.src[2] = double(rec.xSrc) + rec.cxSrc;
+  plan.src[3] = bottom;
+  plan.source = source.get();
+  plan.rop = rop3 | ROP4(rop3) << 8;
+  return SendBlit(plan, fault);
+}
+
+bool DeviceContext::BlendBlt(const EmrBlt& rec, std::string* fault) {
+  const bool alpha = rec.type == EMR_ALPHABLEND;
+  if (rec.cxDest == 0 || rec.cyDest == 0)
+    return Fail(fault, Extents(rec.cxDest, rec.cyDest, "destination extents"));
+  if (rec.cxSrc == 0 || rec.cySrc == 0) return Fail(fault, Extents(rec.cxSrc, rec.cySrc, "source extents"));
+  if (rec.cxDest < 0 || rec.cyDest < 0 || rec.cxSrc < 0 || rec.cySrc < 0)
+    return Fail(fault, "negative extents: " + std::string(alpha ? "alpha blending" : "a colour key") +
+                           " does not mirror");
+  if (!rec.src.Present()) return Fail(fault, "the record has no source bitmap");
+  BlitPlan plan;
+  PlaceDestination(rec.xDest, rec.yDest, rec.cxDest, rec.cyDest, plan.corner);
+  if (!SourceRect(rec.xformSrc, rec.xSrc, rec.ySrc, rec.cxSrc, rec.cySrc, plan.src, fault)) return false;
+  std::unique_ptr<SourceBitmap> source = RecordBitmap(rec.recordBytes, rec.src, false, notes_, fault);
+  if (!source) return false;
+  plan.source = source.get();
+  if (!FitSource(plan, fault)) return false;
+  if (!AxisAligned(plan.corner))
+    notes_.push_back("a rotated destination is drawn into its bounding rectangle");
+  const PointD all[4] = {plan.corner[0], plan.corner[1], plan.corner[2], Opposite(plan.corner)};
+  RECTL dest = BoundsOf(all, 4);  // drawn upright whatever the mapping's direction
+  std::optional<HostClip> clip;
+  if (!BlitClip(dest, &clip)) return true;
+  RECTL src{LONG(plan.src[0]), LONG(plan.src[1]), LONG(plan.src[2]), LONG(plan.src[3])};
+  if (!alpha) {
+    target_.TransparentBlt(source->Surface(), &clip->co, source->Xlate(), &dest, &src,
+                           source->dib().WordOf(rec.op & 0xFFFFFF), 0);
+    return true;
+  }
+  BLENDOBJ blend{};
+  blend.BlendFunction.BlendOp = BYTE(rec.op);
+  blend.BlendFunction.BlendFlags = BYTE(rec.op >> 8);
+  blend.BlendFunction.SourceConstantAlpha = BYTE(rec.op >> 16);
+  blend.BlendFunction.AlphaFormat = BYTE(rec.op >> 24);
+  if (blend.BlendFunction.BlendOp != AC_SRC_OVER)
+    return Fail(fault, "BlendOperation " + Num(blend.BlendFunction.BlendOp) + " is not AC_SRC_OVER");
+  target_.AlphaBlend(source->Surface(), &clip->co, source->Xlate(), &dest, &src, &blend);
+  return true;
+}
+
+bool DeviceContext::OnGradientFill(const EmrGradient& rec, Fault fault) {
+  const Matrix m = DeviceMatrix();
+  const uint32_t nVer = uint32_t(rec.vertices.size());
   std::vector<TRIVERTEX> vertices(nVer);
-  for (TRIVERTEX& v : vertices) {
-    int32_t x = 0, y = 0;
-    r.ReadI32(x);
-    r.ReadI32(y);
-    r.ReadU16(v.Red);
-    r.ReadU16(v.Green);
-    r.ReadU16(v.Blue);
-    r.ReadU16(v.Alpha);
-    const PointD d = m.Apply({double(x), double(y)});
-    if (!(std::fabs(d.x) <= kMaxDeviceCoordinate) || !(std::fabs(d.y) <= kMaxDeviceCoordinate))
-      return Fail(fault, "vertex (" + Num(x) + ", " + Num(y) + ") lies too far away");
+  for (uint32_t i = 0; i < nVer; ++i) {
+    const EmrGradient::Vertex& from = rec.vertices[i];
+    TRIVERTEX& v = vertices[i];
+    v.Red = from.red, v.Green = from.green, v.Blue = from.blue, v.Alpha = from.alpha;
+    const PointD d = m.Apply({double(from.x), double(from.y)});
+    if (!InRange(d.x) || !InRange(d.y))
+      return Fail(fault, "vertex (" + Num(from.x) + ", " + Num(from.y) + ") lies too far away");
     v.x = Round(d.x);
     v.y = Round(d.y);
   }
   // Elements with an index past the vertices are left out.
   std::vector<ULONG> mesh;
   std::vector<bool> used(nVer, false);
-  const size_t per = meshSize / 4;
+  const size_t per = rec.mode == GRADIENT_FILL_TRIANGLE ? 3 : 2;
   uint32_t dropped = 0;
-  for (uint32_t i = 0; i < nTri; ++i) {
-    ULONG index[3] = {};
-    bool ok = true;
-    for (size_t k = 0; k < per; ++k) {
-      r.ReadU32(index[k]);
-      ok = ok && index[k] < nVer;
-    }
-    if (!ok) {
+  for (size_t at = 0; at < rec.indices.size(); at += per) {
+    const auto element = std::span(rec.indices).subspan(at, per);
+    if (std::any_of(element.begin(), element.end(), [&](uint32_t index) { return index >= nVer; })) {
       ++dropped;
       continue;
     }
-    for (size_t k = 0; k < per; ++k) {
-      mesh.push_back(index[k]);
-      used[index[k]] = true;
+    for (uint32_t index : element) {
+      mesh.push_back(index);
+      used[index] = true;
     }
   }
   if (dropped > 0)
-    notes_.push_back(Num(dropped) + " of " + Num(nTri) + " gradient elements name vertices past nVer " +
-                     Num(nVer) + "; they are left out");
+    notes_.push_back(Num(dropped) + " of " + Num(rec.elements) +
+                     " gradient elements name vertices past nVer " + Num(nVer) + "; they are left out");
   if (mesh.empty()) return true;
   std::vector<PointD> points;
   for (uint32_t i = 0; i < nVer; ++i)
@@ -515,7 +483,7 @@ bool DeviceContext::PlayGradient(ByteReader& r, std::string* fault) {
   engine::HostXlate xlate = engine::HostXlate::Trivial();
   POINTL dither{0, 0};
   target_.GradientFill(&clip->co, &xlate.xo, vertices.data(), nVer, mesh.data(), ULONG(mesh.size() / per),
-                       &extents, &dither, mode);
+                       &extents, &dither, rec.mode);
   return true;
 }
 

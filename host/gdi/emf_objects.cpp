@@ -11,6 +11,7 @@
 #include <jpeglib.h>
 
 #include "base/byte_reader.h"
+#include "host/gdi/record_fields.h"
 
 namespace snk::gdi {
 namespace {
@@ -21,11 +22,6 @@ constexpr uint32_t kBiRle8 = 1;
 constexpr uint32_t kBiRle4 = 2;
 constexpr uint32_t kBiBitfields = 3;
 constexpr uint64_t kMaxPixels = uint64_t{64} << 20;
-
-bool Fail(std::string* fault, std::string text) {
-  if (fault) *fault = std::move(text);
-  return false;
-}
 
 std::string Num(uint64_t v) { return std::to_string(v); }
 
@@ -366,19 +362,22 @@ bool DecodeJpeg(std::span<const std::byte> file, DibSource& out, std::string* fa
   return true;
 }
 
-uint32_t BigEndian32(const uint8_t* p) {
-  return uint32_t{p[0]} << 24 | uint32_t{p[1]} << 16 | uint32_t{p[2]} << 8 | p[3];
-}
-
 // A PNG file is handed on as it is; its size comes from the IHDR chunk.
 bool ReadPng(std::span<const std::byte> file, DibSource& out, std::string* fault) {
   static constexpr uint8_t kSignature[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
   const auto* p = reinterpret_cast<const uint8_t*>(file.data());
   if (file.size() < 33 || !std::equal(kSignature, kSignature + 8, p))
     return Fail(fault, "PNG data: " + Num(file.size()) + " bytes do not start with a PNG signature and IHDR");
-  if (BigEndian32(p + 8) != 13 || std::string_view(reinterpret_cast<const char*>(p + 12), 4) != "IHDR")
+  ByteReader r(file);
+  uint32_t chunkSize = 0, width = 0, height = 0;
+  r.Seek(8);
+  r.ReadU32BE(chunkSize);
+  if (chunkSize != 13 || std::string_view(reinterpret_cast<const char*>(p + 12), 4) != "IHDR")
     return Fail(fault, "PNG data: the first chunk is not a 13-byte IHDR");
-  const uint64_t w = BigEndian32(p + 16), h = BigEndian32(p + 20);
+  r.Skip(4);
+  r.ReadU32BE(width);
+  r.ReadU32BE(height);
+  const uint64_t w = width, h = height;
   if (w == 0 || h == 0 || w > INT32_MAX || h > INT32_MAX || w * h > kMaxPixels)
     return Fail(fault, "PNG IHDR size " + Num(w) + " x " + Num(h) + " is empty or exceeds 64 Mi pixels");
   out.format = BMF_PNG;
@@ -540,10 +539,18 @@ std::optional<DibSource> DecodeDibSource(std::span<const std::byte> info, std::s
       out.note = "colour table: " + Num(entries) + " entries expected, " + Num(read) +
                  " present; the missing ones are black";
     out.palette.assign(entries, 0);
-    const auto* p = reinterpret_cast<const uint8_t*>(info.data()) + tableOffset;
-    for (uint32_t i = 0; i < read; ++i, p += entrySize) {
-      out.palette[i] = usage == DIB_PAL_COLORS ? DefaultPaletteColor(static_cast<uint16_t>(p[0] | p[1] << 8))
-                                               : Rgb(p[2], p[1], p[0]);
+    ByteReader table(info);
+    table.Seek(tableOffset);
+    for (uint32_t i = 0; i < read; ++i) {
+      uint16_t index = 0;
+      uint8_t bgr[4] = {};
+      if (usage == DIB_PAL_COLORS) {
+        table.ReadU16(index);
+        out.palette[i] = DefaultPaletteColor(index);
+        continue;
+      }
+      for (size_t k = 0; k < entrySize; ++k) table.ReadU8(bgr[k]);
+      out.palette[i] = Rgb(bgr[2], bgr[1], bgr[0]);
     }
   } else if (c == kBiBitfields) {
     out.colors = DibSource::Colors::Bitfields;

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "host/gdi/device_context.h"
+#include "host/gdi/record_table.h"
 
 namespace snk::gdi {
 
@@ -15,29 +16,8 @@ uint64_t PlayStats::NotPlayedTotal() const {
   return total;
 }
 
-// Handlers are added here as the player learns record types; a null entry
-// means "not played".
-const EmfPlayer::Table& EmfPlayer::Handlers() {
-  static const Table table = [] {
-    Table t{};
-    for (uint32_t type = 0; type < t.size(); ++type)
-      if (DeviceContext::Handles(type)) t[type] = &EmfPlayer::PlayInContext;
-    return t;
-  }();
-  return table;
-}
-
 EmfPlayer::EmfPlayer() = default;
 EmfPlayer::~EmfPlayer() = default;
-
-bool EmfPlayer::PlayInContext(const EmfRecord& record) {
-  std::string fault;
-  const bool played = dc_->Play(record, &fault);
-  for (const std::string& note : dc_->TakeNotes()) RecordError(record, note);
-  if (played) return true;
-  RecordError(record, fault);
-  return false;
-}
 
 PlayStats EmfPlayer::PlayPage(const EmfFile& file, PlayTarget& target) {
   PlayStats stats;
@@ -55,13 +35,22 @@ PlayStats EmfPlayer::PlayPage(const EmfFile& file, PlayTarget& target) {
 }
 
 void EmfPlayer::PlayRecord(const EmfRecord& record) {
-  const Table& table = Handlers();
-  const Handler handler = record.type < table.size() ? table[record.type] : nullptr;
-  if (handler == nullptr) {
+  const RecordEntry* entry = FindRecordEntry(record.type);
+  if (entry == nullptr) {
     ++stats_->notPlayed[record.type];
     return;
   }
-  if ((this->*handler)(record)) ++stats_->played;
+  std::string fault;
+  bool played = false;
+  if (record.size() < entry->minSize)
+    fault = "too short";
+  else
+    played = entry->play(*dc_, record, &fault);
+  for (const std::string& note : dc_->TakeNotes()) RecordError(record, note);
+  if (played)
+    ++stats_->played;
+  else
+    RecordError(record, fault);
 }
 
 void EmfPlayer::RecordError(const EmfRecord& record, std::string_view fault) {

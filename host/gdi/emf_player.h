@@ -1,16 +1,18 @@
 // Plays the records of one EMF page onto a target.
 //
-// Each record type has a handler in a dispatch table; a handler turns its
-// record into calls on the target (the driver's Drv* functions on a surface
-// with engine objects). The drawing records are played in a DeviceContext
-// (device_context.h), made anew for each page. A record whose type has no handler is counted as not
-// played. EMR_HEADER and EMR_EOF frame the page and are never counted.
-// Records come from an EmfFile, so their sizes are checked; handlers read
-// fields through EmfRecord::Reader and report a record too short for its
-// fields with PlayStats::errors, named by DescribeRecord.
+// One record's way from the file to the target:
+//   EmfFile (emf_reader.h) checks the chain and hands out EmfRecords;
+//   the record table (record_table.h) finds the type's entry, refuses a
+//   record shorter than the entry's minimum size ("too short");
+//   the type's decoder (record_types.h) reads the bytes into a typed record;
+//   the type's handler on the DeviceContext (device_context.h), made anew
+//   for each page, changes the state or calls the target: the driver's Drv*
+//   functions on a surface with engine objects (DriverTarget).
+// A record whose type has no entry is counted as not played. EMR_HEADER and
+// EMR_EOF frame the page and are never counted. A record that cannot be
+// played goes to PlayStats::errors, named by DescribeRecord.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <cstdio>
 #include <map>
@@ -93,16 +95,8 @@ class EmfPlayer {
   PlayStats PlayPage(const EmfFile& file, PlayTarget& target);
 
  private:
-  // A handler returns false when the record cannot be played; it has then
-  // added the reason with RecordError.
-  using Handler = bool (EmfPlayer::*)(const EmfRecord&);
-  using Table = std::array<Handler, kEmrMaxType + 1>;
-
-  static const Table& Handlers();
   void PlayRecord(const EmfRecord& record);
   void RecordError(const EmfRecord& record, std::string_view fault);
-  // Every record the device context knows goes through here.
-  bool PlayInContext(const EmfRecord& record);
 
   std::unique_ptr<DeviceContext> dc_;
   PlayTarget* target_ = nullptr;

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "host/gdi/emf_records.h"
+#include "host/gdi/record_fields.h"
 
 namespace snk::gdi {
 namespace {
@@ -36,13 +37,6 @@ std::string RecordPlace(std::string_view file, size_t index, uint32_t type, size
           std::to_string(offset) + ")";
   return text;
 }
-
-bool ReadRect(ByteReader& reader, RECTL& rect) {
-  return reader.ReadI32(rect.left) && reader.ReadI32(rect.top) && reader.ReadI32(rect.right) &&
-         reader.ReadI32(rect.bottom);
-}
-
-bool ReadSize(ByteReader& reader, SIZEL& size) { return reader.ReadI32(size.cx) && reader.ReadI32(size.cy); }
 
 }  // namespace
 
@@ -76,21 +70,19 @@ class EmfFile::Checker {
   std::span<const std::byte> all() const { return data_->bytes; }
   const std::string& name() const { return data_->name; }
 
-  bool Fail(std::string message) {
-    error_ = std::move(message);
-    return false;
-  }
   bool FailAt(size_t index, uint32_t type, size_t offset, const std::string& fault) {
-    return Fail(RecordPlace(name(), index, type, offset) + ": " + fault);
+    return Fail(&error_, RecordPlace(name(), index, type, offset) + ": " + fault);
   }
   void Warn(std::string message) { data_->warnings.push_back(std::move(message)); }
 
   bool CheckHeaderRecord() {
     const size_t fileSize = all().size();
     if (fileSize < kEmfHeaderMinSize)
-      return Fail(name() + ": " + std::to_string(fileSize) + " bytes is too short for an EMF (at least 88)");
+      return Fail(&error_,
+                  name() + ": " + std::to_string(fileSize) + " bytes is too short for an EMF (at least 88)");
     if (fileSize > kMaxEmfFileBytes)
-      return Fail(name() + ": " + std::to_string(fileSize) + " bytes is larger than the EMF size limit");
+      return Fail(&error_,
+                  name() + ": " + std::to_string(fileSize) + " bytes is larger than the EMF size limit");
     const uint32_t type = LoadU32(all(), 0);
     const uint32_t size = LoadU32(all(), 4);
     if (type != EMR_HEADER) return FailAt(1, type, 0, "first record is not EMR_HEADER");
@@ -194,11 +186,13 @@ class EmfFile::Checker {
       sawEof = entry.type == EMR_EOF;
     }
     if (declared > fileSize)
-      return Fail(name() + ": header nBytes " + std::to_string(declared) + " exceeds the file size (" +
-                  std::to_string(fileSize) + " bytes); the file is truncated");
+      return Fail(&error_, name() + ": header nBytes " + std::to_string(declared) +
+                               " exceeds the file size (" + std::to_string(fileSize) +
+                               " bytes); the file is truncated");
     if (!sawEof)
-      return Fail(name() + ": no EMR_EOF record in the " + std::to_string(limit) +
-                  " bytes of the metafile (" + std::to_string(data_->index.size()) + " records)");
+      return Fail(&error_, name() + ": no EMR_EOF record in the " + std::to_string(limit) +
+                               " bytes of the metafile (" + std::to_string(data_->index.size()) +
+                               " records)");
     data_->size = limit;
     WarnAfterEof(offset, limit);
     WarnRecordCount();
@@ -209,8 +203,9 @@ class EmfFile::Checker {
     const size_t index = data_->index.size() + 1;
     const size_t left = limit - offset;
     if (left < kRecordMinSize)
-      return Fail(name() + ": record " + std::to_string(index) + " at offset " + std::to_string(offset) +
-                  ": only " + std::to_string(left) + " bytes are left for it");
+      return Fail(&error_, name() + ": record " + std::to_string(index) + " at offset " +
+                               std::to_string(offset) + ": only " + std::to_string(left) +
+                               " bytes are left for it");
     const uint32_t type = LoadU32(all(), offset);
     const uint32_t size = LoadU32(all(), offset + 4);
     if (size < kRecordMinSize)

@@ -18,8 +18,9 @@
 // (real writers get it wrong), a description that does not lie inside the
 // header record (it is ignored).
 // After open, record sizes are trusted. Fields inside a record are not: the
-// player reads them through a ByteReader over EmfRecord::bytes and names a
-// record too short for its fields with DescribeRecord.
+// player's record table holds each record to its type's minimum size, its
+// decoders read the fields through a ByteReader over EmfRecord::bytes, and
+// a record that cannot be played is named with DescribeRecord.
 #pragma once
 
 #include <cstddef>

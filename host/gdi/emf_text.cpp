@@ -40,8 +40,10 @@
 #include "host/engine/path.h"
 #include "host/fonts/host_font.h"
 #include "host/gdi/device_context.h"
+#include "host/gdi/device_pixels.h"
 #include "host/gdi/emf_player.h"
 #include "host/gdi/emf_records.h"
+#include "host/gdi/record_fields.h"
 #include "platform/win32.h"
 
 namespace snk::gdi {
@@ -51,18 +53,6 @@ using engine::HostClip;
 using engine::HostPath;
 using engine::Region;
 using engine::RegionOp;
-
-// One run of text as a record gives it.
-struct TextRun {
-  PointD reference;        // logical
-  std::u16string text;     // UTF-16 values, or glyph numbers (ETO_GLYPH_INDEX)
-  std::vector<double> dx;  // logical advance after each value; empty: the font's
-  std::vector<double> dy;  // ETO_PDY: vertical offset after each value (up)
-  uint32_t options = 0;
-  bool hasRect = false;
-  double rect[4] = {};  // logical left, top, right, bottom
-  uint32_t graphicsMode = 1;
-};
 
 // A font object realized for one transform, with the driver's glyph mode.
 struct RealizedFont {
@@ -78,9 +68,6 @@ namespace {
 constexpr uint32_t ETO_OPAQUE = 0x0002;
 constexpr uint32_t ETO_CLIPPED = 0x0004;
 constexpr uint32_t ETO_GLYPH_INDEX = 0x0010;
-constexpr uint32_t ETO_NO_RECT = 0x0100;
-constexpr uint32_t ETO_SMALL_CHARS = 0x0200;
-constexpr uint32_t ETO_PDY = 0x2000;
 
 constexpr uint32_t TA_UPDATECP = 0x0001;
 constexpr uint32_t TA_HORIZONTAL_MASK = 0x0006;
@@ -95,19 +82,10 @@ constexpr uint32_t kBkOpaque = 2;
 constexpr DWORD kMbStrict = 0x8;  // MB_ERR_INVALID_CHARS
 constexpr MIX kCopyPen = R2_COPYPEN | R2_COPYPEN << 8;
 
-constexpr size_t kLogFontBytes = 92;
-constexpr size_t kFaceChars = 32;
-// One run holds at most this many values; more is no text anyone prints.
-constexpr uint32_t kMaxRunChars = 1u << 20;
 // Realizations kept per page; the oldest goes first.
 constexpr size_t kMaxRealizedFonts = 32;
 // Text whose em is larger than this many pixels is refused.
 constexpr double kMaxEmPixels = 100000;
-
-bool Fail(std::string* fault, std::string text) {
-  if (fault) *fault = std::move(text);
-  return false;
-}
 
 std::string Num(uint64_t v) { return std::to_string(v); }
 
@@ -137,9 +115,6 @@ std::string Utf8(std::u16string_view text) {
   }
   return out;
 }
-
-LONG FloorPx(FIX f) { return static_cast<LONG>(std::floor(f / 16.0)); }
-LONG CeilPx(FIX f) { return static_cast<LONG>(std::ceil(f / 16.0)); }
 
 bool Near(PointD p) {
   return std::fabs(p.x) <= kMaxDeviceCoordinate && std::fabs(p.y) <= kMaxDeviceCoordinate;
@@ -205,7 +180,7 @@ bool DoubleByte(UINT cp) { return cp == 932 || cp == 936 || cp == 949 || cp == 9
 // two-byte character advances by the sum of its bytes' entries. Bytes the
 // code page cannot convert (or a code page the host lacks) are taken as
 // Latin-1.
-void DecodeAnsi(std::span<const std::byte> bytes, uint8_t charSet, TextRun& run) {
+void DecodeAnsi(std::span<const std::byte> bytes, uint8_t charSet, EmrTextRun& run) {
   const UINT cp = CodePageOf(charSet);
   const auto* p = reinterpret_cast<const char*>(bytes.data());
   const int n = int(bytes.size());
@@ -246,74 +221,6 @@ void DecodeAnsi(std::span<const std::byte> bytes, uint8_t charSet, TextRun& run)
   if (!run.dy.empty()) run.dy = std::move(dy);
 }
 
-// The string and spacing array of a run, at offsets from the record's start.
-bool ReadChars(const EmfRecord& record, uint32_t nChars, uint32_t offString, uint32_t offDx, bool ansi,
-               uint8_t charSet, TextRun& run, std::string* fault) {
-  if (nChars == 0) return true;
-  if (nChars > kMaxRunChars) return Fail(fault, Num(nChars) + " characters are more than one run may hold");
-  const uint64_t size = record.size();
-  const uint64_t stringBytes = uint64_t(nChars) * (ansi ? 1 : 2);
-  if (offString > size || stringBytes > size - offString)
-    return Fail(fault, "string of " + Num(nChars) + " characters at offset " + Num(offString) +
-                           " lies outside the record of " + Num(size) + " bytes");
-  std::vector<double> dx, dy;
-  if (offDx != 0) {
-    const bool pdy = run.options & ETO_PDY;
-    const uint64_t dxBytes = uint64_t(nChars) * (pdy ? 8 : 4);
-    if (offDx > size || dxBytes > size - offDx)
-      return Fail(fault, "spacing of " + Num(nChars) + " characters at offset " + Num(offDx) +
-                             " lies outside the record of " + Num(size) + " bytes");
-    ByteReader r(record.bytes);
-    r.Seek(offDx);
-    for (uint32_t i = 0; i < nChars; ++i) {
-      int32_t v = 0;
-      r.ReadI32(v);
-      run.dx.push_back(v);
-      if (pdy) {
-        r.ReadI32(v);
-        run.dy.push_back(v);
-      }
-    }
-  }
-  const auto bytes = record.bytes.subspan(offString, size_t(stringBytes));
-  if (ansi && !(run.options & ETO_GLYPH_INDEX)) {
-    DecodeAnsi(bytes, charSet, run);
-    return true;
-  }
-  run.text.resize(nChars);
-  for (uint32_t i = 0; i < nChars; ++i)
-    run.text[i] =
-        ansi ? char16_t(uint8_t(bytes[i])) : char16_t(uint8_t(bytes[2 * i]) | uint8_t(bytes[2 * i + 1]) << 8);
-  return true;
-}
-
-// An EmrText ([MS-EMF] 2.2.5) at the reader's position: reference, count,
-// string offset, options, the rectangle unless ETO_NO_RECT, spacing offset.
-// The record's rectangle, present unless ETO_NO_RECT; false when cut short.
-bool ReadTextRect(ByteReader& r, TextRun& run) {
-  if (run.options & ETO_NO_RECT) return true;
-  for (double& v : run.rect) {
-    int32_t c = 0;
-    if (!r.ReadI32(c)) return false;
-    v = c;
-  }
-  run.hasRect = true;
-  return true;
-}
-
-bool ReadEmrText(const EmfRecord& record, ByteReader& r, bool ansi, uint8_t charSet, TextRun& run,
-                 std::string* fault) {
-  int32_t x = 0, y = 0;
-  uint32_t nChars = 0, offString = 0, offDx = 0;
-  if (!r.ReadI32(x) || !r.ReadI32(y) || !r.ReadU32(nChars) || !r.ReadU32(offString) ||
-      !r.ReadU32(run.options))
-    return Fail(fault, "too short");
-  if (!ReadTextRect(r, run)) return Fail(fault, "too short");
-  if (!r.ReadU32(offDx)) return Fail(fault, "too short");
-  run.reference = {double(x), double(y)};
-  return ReadChars(record, nChars, offString, offDx, ansi, charSet, run, fault);
-}
-
 using Quadrangle = std::array<PointD, 4>;
 
 void AddQuad(HostPath& path, const PointD q[4]) {
@@ -340,7 +247,7 @@ RECTL BoundsOf(const Quadrangle& box, const Quadrangle* also, const RECTL& surfa
 // The glyph of each value and its advance in request units: the record's
 // spacing, or the face's advance with the justification's share for each
 // break character. Returns the run's whole advance.
-double LayOut(const TextRun& run, const fonts::HostFont& hf, double perBreak, std::vector<HGLYPH>& glyphs,
+double LayOut(const EmrTextRun& run, const fonts::HostFont& hf, double perBreak, std::vector<HGLYPH>& glyphs,
               std::vector<double>& advance) {
   const bool glyphIndex = run.options & ETO_GLYPH_INDEX;
   double total = 0;
@@ -390,82 +297,28 @@ void NoteSubstitute(const FontObject& font, const fonts::HostFont& hf, std::vect
 
 }  // namespace
 
-bool ReadLogFont(std::span<const std::byte> bytes, FontObject* font, std::string* fault) {
-  if (bytes.size() < kLogFontBytes)
-    return Fail(fault, "font of " + Num(bytes.size()) + " bytes is too short for a LOGFONTW (" +
-                           Num(kLogFontBytes) + ")");
-  ByteReader r(bytes);
-  uint8_t b[8] = {};
-  r.ReadI32(font->height);
-  r.ReadI32(font->width);
-  r.ReadI32(font->escapement);
-  r.ReadI32(font->orientation);
-  r.ReadI32(font->weight);
-  for (uint8_t& v : b) r.ReadU8(v);
-  font->italic = b[0] != 0;
-  font->underline = b[1] != 0;
-  font->strikeOut = b[2] != 0;
-  font->charSet = b[3];
-  font->outPrecision = b[4];
-  font->clipPrecision = b[5];
-  font->quality = b[6];
-  font->pitchAndFamily = b[7];
-  font->face.clear();
-  for (size_t i = 0; i < kFaceChars; ++i) {
-    uint16_t c = 0;
-    r.ReadU16(c);
-    if (c == 0) break;
-    font->face.push_back(char16_t(c));
-  }
-  return true;
+// A stored run as the DC draws it: 8-bit text goes through the code page
+// of the selected font's character set.
+EmrTextRun DeviceContext::RunOf(const EmrTextRun& stored) const {
+  EmrTextRun run = stored;
+  if (!stored.ansi.empty()) DecodeAnsi(stored.ansi, state_.font->font.charSet, run);
+  run.ansi = {};
+  return run;
 }
 
-bool DeviceContext::PlayText(const EmfRecord& record, ByteReader& r, std::string* fault) {
-  const uint32_t t = record.type;
-  const uint8_t charSet = state_.font->font.charSet;
-  TextRun run;
-  if (t == EMR_SMALLTEXTOUT) {
-    // x, y, cChars, fuOptions, iGraphicsMode, exScale, eyScale, the
-    // rectangle unless ETO_NO_RECT, then 8- or 16-bit values; no spacing.
-    int32_t x = 0, y = 0;
-    uint32_t n = 0;
-    if (!r.ReadI32(x) || !r.ReadI32(y) || !r.ReadU32(n) || !r.ReadU32(run.options) ||
-        !r.ReadU32(run.graphicsMode) || !r.Skip(8))
-      return Fail(fault, "too short");
-    if (!ReadTextRect(r, run)) return Fail(fault, "too short");
-    run.reference = {double(x), double(y)};
-    const bool small = run.options & ETO_SMALL_CHARS;
-    if (n > kMaxRunChars) return Fail(fault, Num(n) + " characters are more than one run may hold");
-    if (uint64_t(n) * (small ? 1 : 2) > r.remaining())
-      return Fail(fault, "string of " + Num(n) + " characters exceeds the record");
-    run.text.resize(n);
-    for (char16_t& c : run.text) {
-      uint8_t lo = 0, hi = 0;
-      r.ReadU8(lo);
-      if (!small) r.ReadU8(hi);
-      c = char16_t(lo | hi << 8);
-    }
-    return DrawText(run, fault);
-  }
-  // Bounds, iGraphicsMode, exScale, eyScale.
-  uint32_t mode = 0;
-  if (!r.Skip(16) || !r.ReadU32(mode) || !r.Skip(8)) return Fail(fault, "too short");
-  const bool ansi = t == EMR_EXTTEXTOUTA || t == EMR_POLYTEXTOUTA;
-  if (t == EMR_EXTTEXTOUTW || t == EMR_EXTTEXTOUTA) {
-    run.graphicsMode = mode;
-    if (!ReadEmrText(record, r, ansi, charSet, run, fault)) return false;
-    return DrawText(run, fault);
-  }
-  uint32_t count = 0;
-  if (!r.ReadU32(count)) return Fail(fault, "too short");
-  if (count > r.remaining() / 24) return Fail(fault, "string count " + Num(count) + " exceeds the record");
-  for (uint32_t i = 0; i < count; ++i) {
-    TextRun part;
-    part.graphicsMode = mode;
+bool DeviceContext::OnText(const EmrText& rec, Fault fault) { return DrawText(RunOf(rec.run), fault); }
+
+// The strings are drawn in turn up to the first that cannot be decoded or
+// drawn; that one is named in the fault.
+bool DeviceContext::OnPolyText(const EmrPolyText& rec, Fault fault) {
+  auto failed = [&](size_t i, const std::string& why) {
+    return Fail(fault, "string " + Num(i + 1) + " of " + Num(rec.count) + ": " + why);
+  };
+  for (size_t i = 0; i < rec.runs.size(); ++i) {
     std::string why;
-    if (!ReadEmrText(record, r, ansi, charSet, part, &why) || !DrawText(part, &why))
-      return Fail(fault, "string " + Num(i + 1) + " of " + Num(count) + ": " + why);
+    if (!DrawText(RunOf(rec.runs[i]), &why)) return failed(i, why);
   }
+  if (rec.runs.size() < rec.count) return failed(rec.runs.size(), rec.fault);
   return true;
 }
 
@@ -551,23 +404,6 @@ RealizedFont* DeviceContext::RealizeFont(const FontObject& font, const Matrix& f
   return rf->font ? rf.get() : nullptr;
 }
 
-void DeviceContext::AppendToBracket(const HostPath& outline) {
-  auto at = [](POINTFIX p) { return PointD{p.x / 16.0, p.y / 16.0}; };
-  for (const engine::PathFigure& figure : outline.Figures()) {
-    path_.MoveTo(at(figure.start));
-    for (const engine::PathRun& run : figure.runs) {
-      if (!run.bezier) {
-        for (POINTFIX p : run.points) path_.LineTo(at(p));
-        continue;
-      }
-      for (size_t i = 0; i + 2 < run.points.size(); i += 3)
-        path_.BezierTo(at(run.points[i]), at(run.points[i + 1]), at(run.points[i + 2]));
-    }
-    if (figure.closed) path_.CloseFigure();
-  }
-  figureOpen_ = false;
-}
-
 void DeviceContext::FillQuad(const PointD q[4], uint32_t color, const Region& vis) {
   BrushObject solid;
   solid.color = color;
@@ -587,135 +423,171 @@ void DeviceContext::FillQuad(const PointD q[4], uint32_t color, const Region& vi
   target_.FillPath(&hp.po, &clip.co, &brush.bo, &origin, kCopyPen, FP_ALTERNATEMODE);
 }
 
-bool DeviceContext::DrawText(const TextRun& run, std::string* fault) {
-  DcState& s = state_;
-  const FontObject& font = s.font->font;
-  const Matrix m = DeviceMatrix();
-  if (!m.Finite() || m.Determinant() == 0) return Fail(fault, "the transform to the device is unusable");
-  const Matrix f = TextMatrix(font, run.graphicsMode);
-  if (!f.Finite() || f.Determinant() == 0) return Fail(fault, "the text transform is unusable");
-  const bool updateCp = s.textAlign & TA_UPDATECP;
-  const PointD ref = m.Apply(updateCp ? s.current : run.reference);
-  if (!Near(ref)) return Fail(fault, "the reference point lies too far away");
-
-  // The record's rectangle: what ETO_CLIPPED clips to and ETO_OPAQUE fills.
-  Region vis = VisibleRegion();
+// A run on its way to the target: the transforms, the reference point, the
+// record's rectangle and the visible region, then the laid-out glyphs.
+struct DeviceContext::TextJob {
+  Matrix m;  // logical to surface pixels
+  Matrix f;  // request units to surface pixels
+  PointD ref;
   PointD rect[4];
+  bool opaqueRect = false;
+  bool clipped = false;
+  Region vis;
+  RealizedFont* rf = nullptr;
+  std::vector<GLYPHPOS> pos;
+  PointD origin;  // the aligned reference point
+  double total = 0, ascent = 0, descent = 0, lowY = 0, highY = 0;
+};
+
+bool DeviceContext::DrawText(const EmrTextRun& run, std::string* fault) {
+  TextJob job;
+  if (!PlaceText(run, job, fault)) return false;
+  if (run.text.empty()) {
+    if (job.opaqueRect) FillQuad(job.rect, state_.bkColor, job.vis);
+    return true;
+  }
+  if (!LayOutText(run, job, fault)) return false;
+  // Inside a path bracket the glyphs' outlines join the path.
+  if (bracket_.open()) {
+    HostPath outline;
+    for (const GLYPHPOS& g : job.pos)
+      job.rf->font->AppendOutline(outline, g.hg, double(g.ptl.x), double(g.ptl.y));
+    bracket_.AppendOutline(outline);
+    return true;
+  }
+  SendText(run, job);
+  return true;
+}
+
+// The transforms, the reference point and the record's rectangle: what
+// ETO_CLIPPED clips to and ETO_OPAQUE fills.
+bool DeviceContext::PlaceText(const EmrTextRun& run, TextJob& job, std::string* fault) const {
+  const DcState& s = state_;
+  job.m = DeviceMatrix();
+  if (!job.m.Finite() || job.m.Determinant() == 0)
+    return Fail(fault, "the transform to the device is unusable");
+  job.f = TextMatrix(s.font->font, run.graphicsMode);
+  if (!job.f.Finite() || job.f.Determinant() == 0) return Fail(fault, "the text transform is unusable");
+  job.ref = job.m.Apply(s.textAlign & TA_UPDATECP ? s.current : run.reference);
+  if (!Near(job.ref)) return Fail(fault, "the reference point lies too far away");
+  job.vis = VisibleRegion();
   if (run.hasRect) {
     const double* v = run.rect;
     const PointD logical[4] = {{v[0], v[1]}, {v[2], v[1]}, {v[2], v[3]}, {v[0], v[3]}};
     for (int i = 0; i < 4; ++i) {
-      rect[i] = m.Apply(logical[i]);
-      if (!Near(rect[i])) return Fail(fault, "the text rectangle lies too far away");
+      job.rect[i] = job.m.Apply(logical[i]);
+      if (!Near(job.rect[i])) return Fail(fault, "the text rectangle lies too far away");
     }
   }
-  const bool opaqueRect = run.hasRect && (run.options & ETO_OPAQUE);
-  const bool clipped = run.hasRect && (run.options & ETO_CLIPPED);
-  if (clipped) {
-    if (const auto r = AxisRect(rect)) {
-      vis = vis.Intersect(*r);
+  job.opaqueRect = run.hasRect && (run.options & ETO_OPAQUE);
+  job.clipped = run.hasRect && (run.options & ETO_CLIPPED);
+  if (job.clipped) {
+    if (const auto r = AxisRect(job.rect)) {
+      job.vis = job.vis.Intersect(*r);
     } else {
       HostPath hp;
-      AddQuad(hp, rect);
-      vis = vis.Combine(Region::FromPath(hp, false), RegionOp::And);
+      AddQuad(hp, job.rect);
+      job.vis = job.vis.Combine(Region::FromPath(hp, false), RegionOp::And);
     }
   }
-  if (run.text.empty()) {
-    if (opaqueRect) FillQuad(rect, s.bkColor, vis);
-    return true;
-  }
+  return true;
+}
 
+// The font realized, the glyphs and their origins in whole pixels; moves
+// the current position under TA_UPDATECP.
+bool DeviceContext::LayOutText(const EmrTextRun& run, TextJob& job, std::string* fault) {
+  DcState& s = state_;
+  const FontObject& font = s.font->font;
+  const Matrix& f = job.f;
   const double em = std::max(std::abs(double(font.height)), std::abs(double(font.width)));
   if (em * std::max(std::hypot(f.m11, f.m12), std::hypot(f.m21, f.m22)) > kMaxEmPixels)
     return Fail(fault,
                 "text of " + Num(uint64_t(std::abs(double(font.height)))) + " logical units is too large");
-  RealizedFont* rf = RealizeFont(font, f, fault);
-  if (!rf) return false;
-  fonts::HostFont& hf = *rf->font;
-  const bool glyphIndex = run.options & ETO_GLYPH_INDEX;
-  if (glyphIndex && hf.IsSubstitute()) NoteSubstitute(font, hf, warnedFaces_, notes_);
+  job.rf = RealizeFont(font, f, fault);
+  if (!job.rf) return false;
+  fonts::HostFont& hf = *job.rf->font;
+  if ((run.options & ETO_GLYPH_INDEX) && hf.IsSubstitute()) NoteSubstitute(font, hf, warnedFaces_, notes_);
 
   // Glyphs and advances in request units.
   const size_t n = run.text.size();
   std::vector<HGLYPH> glyphs(n);
   std::vector<double> advance(n);
   const double perBreak = run.dx.empty() && s.breakCount > 0 ? double(s.breakExtra) / s.breakCount : 0;
-  const double total = LayOut(run, hf, perBreak, glyphs, advance);
-  const double ascent = hf.Ascent(), descent = hf.Descent();
+  job.total = LayOut(run, hf, perBreak, glyphs, advance);
+  job.ascent = hf.Ascent(), job.descent = hf.Descent();
 
   // The alignment of the reference point.
   const uint32_t horizontal = s.textAlign & TA_HORIZONTAL_MASK, vertical = s.textAlign & TA_VERTICAL_MASK;
-  const double ax = horizontal == TA_CENTER ? -total / 2 : horizontal == TA_RIGHT ? -total : 0;
-  const double ay = vertical == TA_TOP ? ascent : vertical == TA_BOTTOM ? -descent : 0;
-  const PointD origin = Add(ref, Linear(f, ax, ay));
+  const double ax = horizontal == TA_CENTER ? -job.total / 2 : horizontal == TA_RIGHT ? -job.total : 0;
+  const double ay = vertical == TA_TOP ? job.ascent : vertical == TA_BOTTOM ? -job.descent : 0;
+  job.origin = Add(job.ref, Linear(f, ax, ay));
 
   // Glyph origins, rounded to whole pixels.
-  std::vector<GLYPHPOS> pos(n);
-  double x = 0, y = 0, lowY = 0, highY = 0;
+  job.pos.resize(n);
+  double x = 0, y = 0;
   for (size_t i = 0; i < n; ++i) {
-    const PointD p = Add(origin, Linear(f, x, -y));
+    const PointD p = Add(job.origin, Linear(f, x, -y));
     if (!Near(p)) return Fail(fault, "the text runs too far away");
-    pos[i].hg = glyphs[i];
-    pos[i].ptl = {LONG(std::lround(p.x)), LONG(std::lround(p.y))};
+    job.pos[i].hg = glyphs[i];
+    job.pos[i].ptl = {LONG(std::lround(p.x)), LONG(std::lround(p.y))};
     x += advance[i];
     if (!run.dy.empty()) y += run.dy[i];
-    lowY = std::min(lowY, -y);
-    highY = std::max(highY, -y);
+    job.lowY = std::min(job.lowY, -y);
+    job.highY = std::max(job.highY, -y);
   }
-  if (!Near(Add(origin, Linear(f, x, -y)))) return Fail(fault, "the text runs too far away");
-  if (updateCp) {
-    const double move = horizontal == TA_CENTER ? 0 : horizontal == TA_RIGHT ? -total : total;
-    s.current = Inverse(m).Apply(Add(ref, Linear(f, move, 0)));
+  if (!Near(Add(job.origin, Linear(f, x, -y)))) return Fail(fault, "the text runs too far away");
+  if (s.textAlign & TA_UPDATECP) {
+    const double move = horizontal == TA_CENTER ? 0 : horizontal == TA_RIGHT ? -job.total : job.total;
+    s.current = Inverse(job.m).Apply(Add(job.ref, Linear(f, move, 0)));
   }
+  return true;
+}
 
-  // Inside a path bracket the glyphs' outlines join the path.
-  if (inBracket_) {
-    HostPath outline;
-    for (const GLYPHPOS& g : pos) hf.AppendOutline(outline, g.hg, double(g.ptl.x), double(g.ptl.y));
-    AppendToBracket(outline);
-    return true;
-  }
-
+// The background, the glyphs and the underline and strikeout lines: one
+// TextOut, or one FillPath of outlines when the driver wants paths.
+void DeviceContext::SendText(const EmrTextRun& run, TextJob& job) {
+  const DcState& s = state_;
+  fonts::HostFont& hf = *job.rf->font;
+  const Matrix& f = job.f;
+  const double total = job.total;
   // The background: the record's rectangle, or the text's cell in the
   // opaque background mode.
   std::optional<Quadrangle> opaque;
-  if (opaqueRect) {
+  if (job.opaqueRect) {
     opaque.emplace();
-    std::copy(rect, rect + 4, opaque->begin());
+    std::copy(job.rect, job.rect + 4, opaque->begin());
   } else if (s.bkMode == kBkOpaque) {
     opaque.emplace();
-    Quad(f, origin, std::min(0.0, total), -ascent, std::max(0.0, total), descent, opaque->data());
+    Quad(f, job.origin, std::min(0.0, total), -job.ascent, std::max(0.0, total), job.descent, opaque->data());
   }
 
   // Bounds of what may be drawn: the cells with an em around them, cut to
   // the surface so that a run near its edge is not taken as clipped.
-  const double margin = ascent + descent;
+  const double margin = job.ascent + job.descent;
   std::array<PointD, 4> box;
-  Quad(f, origin, std::min(0.0, total) - margin, lowY - ascent - margin, std::max(0.0, total) + margin,
-       highY + descent + margin, box.data());
+  Quad(f, job.origin, std::min(0.0, total) - margin, job.lowY - job.ascent - margin,
+       std::max(0.0, total) + margin, job.highY + job.descent + margin, box.data());
   const RECTL bounds = BoundsOf(box, opaque ? &*opaque : nullptr, surface_);
-  if (bounds.right <= bounds.left || bounds.bottom <= bounds.top || vis.Intersect(bounds).Empty())
-    return true;
+  if (bounds.right <= bounds.left || bounds.bottom <= bounds.top || job.vis.Intersect(bounds).Empty()) return;
 
-  const std::vector<Quadrangle> lines = TextLines(font, hf, f, origin, total);
-
-  HostClip clip(vis, &bounds, clipped ? 0 : uniq_);
+  const std::vector<Quadrangle> lines = TextLines(s.font->font, hf, f, job.origin, total);
+  HostClip clip(job.vis, &bounds, job.clipped ? 0 : uniq_);
   HostBrush fore = HostBrush::Solid(s.textColor);
   POINTL brushOrigin = DeviceBrushOrigin();
   std::optional<RECTL> opaqueBox = opaque ? AxisRect(opaque->data()) : std::nullopt;
-  if (opaque && (!opaqueBox || rf->glyphMode == FO_PATHOBJ)) {
-    FillQuad(opaque->data(), s.bkColor, vis);
+  if (opaque && (!opaqueBox || job.rf->glyphMode == FO_PATHOBJ)) {
+    FillQuad(opaque->data(), s.bkColor, job.vis);
     opaqueBox.reset();
   }
 
-  if (rf->glyphMode == FO_PATHOBJ) {
+  if (job.rf->glyphMode == FO_PATHOBJ) {
     HostPath path;
-    for (const GLYPHPOS& g : pos) hf.AppendOutline(path, g.hg, double(g.ptl.x), double(g.ptl.y));
+    for (const GLYPHPOS& g : job.pos) hf.AppendOutline(path, g.hg, double(g.ptl.x), double(g.ptl.y));
     for (const Quadrangle& q : lines) AddQuad(path, q.data());
-    if (path.Empty()) return true;
+    if (path.Empty()) return;
     path.EnumStart();
     target_.FillPath(&path.po, &clip.co, &fore.bo, &brushOrigin, kCopyPen, FP_WINDINGMODE);
-    return true;
+    return;
   }
 
   // Axis-aligned lines go with the run as its extra rectangles (the list
@@ -729,15 +601,15 @@ bool DeviceContext::DrawText(const TextRun& run, std::string* fault) {
       slanted.push_back(q);
   }
   if (!extra.empty()) extra.push_back(RECTL{0, 0, 0, 0});
+  const bool glyphIndex = run.options & ETO_GLYPH_INDEX;
   FLONG accel = glyphIndex ? SO_GLYPHINDEX_TEXTOUT : 0;
   if (f.m12 == 0 && f.m21 == 0 && run.dy.empty()) accel |= SO_HORIZONTAL;
   HostBrush back = HostBrush::Solid(s.bkColor);
-  fonts::HostStrobj strobj(hf, std::move(pos), glyphIndex ? std::u16string() : run.text, accel);
+  fonts::HostStrobj strobj(hf, std::move(job.pos), glyphIndex ? std::u16string() : run.text, accel);
   target_.TextOut(strobj.Strobj(), hf.Fontobj(), &clip.co, extra.empty() ? nullptr : extra.data(),
                   opaqueBox ? &*opaqueBox : nullptr, &fore.bo, opaqueBox ? &back.bo : nullptr, &brushOrigin,
                   kCopyPen);
-  for (const Quadrangle& q : slanted) FillQuad(q.data(), s.textColor, vis);
-  return true;
+  for (const Quadrangle& q : slanted) FillQuad(q.data(), s.textColor, job.vis);
 }
 
 }  // namespace snk::gdi

@@ -53,13 +53,18 @@ TEST(ByteReader, NeverReadsPastItsSpan) {
   uint32_t v = 0;
   ASSERT_TRUE(r.ReadU32(v));
   EXPECT_EQ(v, 0x04030201u);
+  EXPECT_FALSE(r.failed());
   EXPECT_FALSE(r.ReadU32(v));
   EXPECT_EQ(r.position(), 4u);  // a failed read does not move
+  EXPECT_TRUE(r.failed());      // and is remembered
   uint16_t w = 0;
   EXPECT_FALSE(r.ReadU16(w));
   EXPECT_TRUE(r.Seek(0));
   EXPECT_TRUE(r.ReadU16BE(w));
   EXPECT_EQ(w, 0x0102);
+  EXPECT_TRUE(r.failed());  // after later reads that worked too
+  float f = 0;
+  EXPECT_FALSE(r.ReadF32(f));  // two bytes of the five left
   EXPECT_FALSE(r.Skip(SIZE_MAX));
   EXPECT_FALSE(r.Seek(6));
 }

@@ -5,8 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <set>
 
+#include "host/gdi/device_context.h"
+#include "host/gdi/emf_records.h"
 #include "host/gdi/emf_writer.h"
+#include "host/gdi/record_table.h"
 #include "tests/host/null_target.h"
 
 namespace snk::gdi {
@@ -57,6 +61,35 @@ TEST(EmfPlayer, EmptyPageHasNothingToReport) {
   const PlayStats stats = EmfPlayer().PlayPage(*file, target);
   EXPECT_TRUE(stats.notPlayed.empty());
   EXPECT_EQ(Printed(stats), "");
+}
+
+// Each entry's minimum size is exactly what its decoder's fixed fields
+// need: a word less runs the decoder itself out of bytes, the minimum does
+// not (the text records get room for their optional rectangle). Records go
+// straight to the entry, past the player's own size check.
+TEST(EmfPlayer, RecordTableMinimumSizesAreTheFixedFields) {
+  const auto file =
+      EmfFile::Parse("t.emf", EmfWriter({0, 0, 1000, 1000}, {100, 100}, {10, 10}).Finish(), nullptr);
+  ASSERT_TRUE(file);
+  NullTarget target;
+  DeviceContext dc(file->header(), target);
+  const std::set<uint32_t> optionalRect = {EMR_EXTTEXTOUTA, EMR_EXTTEXTOUTW, EMR_SMALLTEXTOUT};
+  for (uint32_t type = 0; type <= kEmrMaxType; ++type) {
+    const RecordEntry* entry = FindRecordEntry(type);
+    if (!entry) continue;
+    const uint32_t enough = entry->minSize + (optionalRect.count(type) ? 16 : 0);
+    for (const uint32_t size : {entry->minSize - 4, enough}) {
+      if (size < 8) continue;
+      std::vector<std::byte> bytes(size);
+      bytes[0] = std::byte(type);
+      bytes[4] = std::byte(size);
+      const EmfRecord record{type, 2, 100, bytes, "t.emf"};
+      std::string fault;
+      entry->play(dc, record, &fault);
+      EXPECT_EQ(fault == "too short", size < entry->minSize)
+          << EmfRecordName(type) << ", " << size << " bytes";
+    }
+  }
 }
 
 }  // namespace
