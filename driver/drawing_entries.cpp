@@ -71,8 +71,8 @@ RECTL ParallelogramBox(const POINTFIX* corners) {
 // caller's rectangle is left as it is). The target of a mirrored blit comes
 // with its corners swapped; the area is the same.
 void AddDirty(CKMC_Document& doc, const RECTL& rect) {
-  RECTL dirty{std::min(rect.left, rect.right), std::min(rect.top, rect.bottom), std::max(rect.left, rect.right),
-              std::max(rect.top, rect.bottom)};
+  RECTL dirty{std::min(rect.left, rect.right), std::min(rect.top, rect.bottom),
+              std::max(rect.left, rect.right), std::max(rect.top, rect.bottom)};
   doc.graphics.AddDirtyRect(dirty);
 }
 
@@ -419,8 +419,7 @@ size_t WriteGlyphs(CKMC_Document& doc, STROBJ* run, FONTOBJ* fontObject, const I
       if (number != 0) ++written;
       if (number == 0 || number == lastFont) continue;
       lastFont = number;
-      if (std::find(doc.pageFonts.begin(), doc.pageFonts.end(), number) == doc.pageFonts.end())
-        doc.pageFonts.Add(number);
+      doc.writer.UseFont(number);
     }
     if (!more || count == 0) break;
   }
@@ -473,7 +472,7 @@ ULONG APIENTRY DrvGetGlyphMode(DHPDEV dhpdev, FONTOBJ* pfo) {
     const auto* device = reinterpret_cast<const CKMC_Device*>(dhpdev);
     if (!device) return FO_HGLYPHS;
     const CKMC_Document* doc = device->document.get();
-    const uint32_t pdfa = doc ? doc->pdfa : device->pdfa;
+    const uint32_t pdfa = doc ? doc->writer.Pdfa() : device->pdfa;
     const uint32_t fontEmbed = doc ? doc->fontEmbed : device->fontEmbed;
     if (pdfa || fontEmbed == 2) return FO_PATHOBJ;
     if (fontEmbed == 1 && doc && doc->fonts.IsEmbedFace(MetricsName(*metrics, metrics->dpwszFamilyName)))

@@ -60,8 +60,7 @@ std::u16string RebuiltName(std::u16string_view documentName) {
 }
 
 HANDLE CreateOutput(const std::u16string& path, DWORD disposition) {
-  return CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, disposition, FILE_ATTRIBUTE_NORMAL,
-                     nullptr);
+  return CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
 // Asks whether to try another file after a failed create; false without a
@@ -88,8 +87,7 @@ HWND DialogOwner() {
     }
     return true;
   };
-  if (same(title, u"GDI+ Window") && same(windowClass, u"GDI+ Hook Window Class"))
-    return GetDesktopWindow();
+  if (same(title, u"GDI+ Window") && same(windowClass, u"GDI+ Hook Window Class")) return GetDesktopWindow();
   return window;
 }
 
@@ -139,7 +137,7 @@ bool CKMC_Document::OpenOutputFile(const char16_t* documentName) {
     path += fileNameSetting[0] ? std::u16string(fileNameSetting) : name + u".pdf";
     HANDLE file = CreateOutput(path, overwrite ? CREATE_ALWAYS : CREATE_NEW);
     if (file != INVALID_HANDLE_VALUE) {
-      outputFile = file;
+      writer.AttachFile(file);
       outputPath = CKM_WideString(path);
       return true;
     }
@@ -165,7 +163,7 @@ bool CKMC_Document::OpenOutputFile(const char16_t* documentName) {
     if (name.size() < 4 || name.substr(name.size() - 4) != u".pdf") name += u".pdf";
     HANDLE file = CreateOutput(name, CREATE_ALWAYS);
     if (file != INVALID_HANDLE_VALUE) {
-      outputFile = file;
+      writer.AttachFile(file);
       outputPath = CKM_WideString(name);
       return true;
     }

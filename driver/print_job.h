@@ -25,10 +25,12 @@ class CKMC_Device;
 // that a file name cannot hold, without leading blanks and last extension.
 std::u16string CleanTitle(std::u16string_view title);
 
-class CKMC_Document : public CKMC_DocumentWriter {
+class CKMC_Document {
  public:
   CKMC_Document();
-  ~CKMC_Document() override;
+  ~CKMC_Document();
+  CKMC_Document(const CKMC_Document&) = delete;
+  CKMC_Document& operator=(const CKMC_Document&) = delete;
 
   // Takes over the device's settings and geometry, and the batch controls
   // from the printer's data.
@@ -47,6 +49,8 @@ class CKMC_Document : public CKMC_DocumentWriter {
   // info strings, or clears them if the user did not ask for it. False when
   // there is no core module or no settings store.
   bool ReadDocumentInfo();
+  // The five info strings as the writer takes them.
+  DocumentInfoText InfoText() const;
 
   // Whether `familyName` is one of the faces chosen for embedding in the
   // printer's "FFaces" block (exact match).
@@ -90,11 +94,13 @@ class CKMC_Document : public CKMC_DocumentWriter {
   uint32_t expectedPages = 1;
   uint32_t showStatus = 1;
 
+  // The file: object numbers, pages and their content streams.
+  CKMC_DocumentWriter writer;
   // The vector drawing of the job's pages; it reads the job's switches.
-  CKMC_Graphics graphics{*this, gdiPunt, jobCancelled, imageCompress, mergeImages};
+  CKMC_Graphics graphics{writer, gdiPunt, jobCancelled, imageCompress, mergeImages};
   // The fonts the document's text uses (numbered per document), and the
   // page's text block, which the graphics part ends before it draws.
-  CKMC_FontCatalogue fonts{*this, CKMC_FontCatalogue::Settings{fontEmbed, fontWarn, faceBlock}};
+  CKMC_FontCatalogue fonts{writer, CKMC_FontCatalogue::Settings{fontEmbed, fontWarn, faceBlock}};
   CKMC_TextObject text;
   // The last face name DrvTextOut asked about and whether it is a gothic
   // face: a page's runs mostly share their face, and the answer costs a

@@ -91,7 +91,7 @@ void CKMC_Graphics::FlushPendingImages() {
 void CKMC_Graphics::PlaceImage(ImageData& image, const RECTL& target, CKM_BinaryBuf& out) {
   CloseTextRun(out);
   image.objectNumber = writer_.NewObjectNumber();
-  writer_.pageImages.Add(image.objectNumber);
+  writer_.UseImage(image.objectNumber);
   double x1, y1, x2, y2;
   MapRect(*this, target, x1, y1, x2, y2);
   out.AppendString("q " + G(x2 - x1) + " 0 0 " + G(y2 - y1) + ' ' + G(x1) + ' ' + G(y1) + " cm /Im" +
@@ -226,7 +226,7 @@ void CKMC_Graphics::MergePendingImages(const RECTL& box) {
   }
   text += "W n\n";
   merged->objectNumber = writer_.NewObjectNumber();
-  writer_.pageImages.Add(merged->objectNumber);
+  writer_.UseImage(merged->objectNumber);
   double x1, y1, x2, y2;
   MapRect(*this, box, x1, y1, x2, y2);
   text += G(x2 - x1) + " 0 0 " + G(y2 - y1) + ' ' + G(x1) + ' ' + G(y1) + " cm\n/Im" +
@@ -255,7 +255,7 @@ void CKMC_Graphics::PlaceSkewedImage(SURFOBJ* source, SURFOBJ* /*mask*/, XLATEOB
 
   std::unique_ptr<ImageData> image = CaptureBitmap(writer_, source, xlate, sourceRect);
   if (!image) return;
-  writer_.pageImages.Add(image->objectNumber);
+  writer_.UseImage(image->objectNumber);
 
   CKM_BinaryBuf& out = Stream();
   CloseTextRun(out);
@@ -269,12 +269,12 @@ void CKMC_Graphics::WriteJpegPassthrough(const uint8_t* data, uint32_t size, con
   JpegHeader header;
   if (!ReadJpegHeader(data, size, header)) return;
   CKMC_Stream stream;
-  BuildJpegStream(header, data, size, writer_.colorSpaceObject, stream);
+  BuildJpegStream(header, data, size, CKMC_DocumentWriter::kColorSpaceObject, stream);
   const uint32_t number = writer_.NewObjectNumber();
   writer_.WriteIndirectObject(number, &stream);
   CKM_BinaryBuf& out = Stream();
   CloseTextRun(out);
-  writer_.pageImages.Add(number);
+  writer_.UseImage(number);
   double x1, y1, x2, y2;
   MapRect(*this, target, x1, y1, x2, y2);
   out.AppendString("q " + G(x2 - x1) + " 0 0 " + G(y2 - y1) + ' ' + G(x1) + ' ' + G(y1) + " cm /Im" +

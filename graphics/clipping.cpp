@@ -23,20 +23,20 @@ void CKMC_Graphics::SelectClip(SURFOBJ* surface, CLIPOBJ* clip, const RECTL* bou
   const bool none = !clip || clip->iDComplexity == DC_TRIVIAL ||
                     (clip->iDComplexity == DC_RECT && bounds && RectClipCovers(clip->rclBounds, *bounds));
   if (none) {
-    if (writer_.clipIdentity == 0) return;
+    if (m_clipIdentity == 0) return;
     FlushDeferredBitmaps(surface);
     CKM_BinaryBuf& out = Stream();
     CloseTextRun(out);
     out.AppendString("Q ");
     ResetGraphicCache();
-    writer_.clipIdentity = 0;
+    m_clipIdentity = 0;
     clipText.Empty();
     return;
   }
 
   // A region without an identity still counts as a clip in force.
-  const uint32_t oldIdentity = writer_.clipIdentity;
-  writer_.clipIdentity = clip->iUniq ? clip->iUniq : 0xFFFFFFFF;
+  const uint32_t oldIdentity = m_clipIdentity;
+  m_clipIdentity = clip->iUniq ? clip->iUniq : 0xFFFFFFFF;
 
   // The bounds rectangle intersected with the region's outline, both under
   // the even-odd rule.

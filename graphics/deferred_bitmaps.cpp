@@ -79,8 +79,8 @@ void CKMC_Graphics::AddDirtyRect(RECTL& rect) {
   if (Cancelled()) return;
   if (rect.left < 0) rect.left = 0;
   if (rect.top < 0) rect.top = 0;
-  if (rect.right > writer_.pageWidthPixels) rect.right = writer_.pageWidthPixels;
-  if (rect.bottom > writer_.pageHeightPixels) rect.bottom = writer_.pageHeightPixels;
+  if (rect.right > writer_.Geometry().widthPixels) rect.right = writer_.Geometry().widthPixels;
+  if (rect.bottom > writer_.Geometry().heightPixels) rect.bottom = writer_.Geometry().heightPixels;
   if (rect.left < rect.right && rect.top < rect.bottom) dirtyRegion.Add(rect);
 }
 
@@ -131,7 +131,7 @@ void CKMC_Graphics::CaptureSurfaceRect(SURFOBJ* surface, const RECTL& rect) {
     std::memcpy(image.pixels.get() + row * rowBytes, from, rowBytes);
   }
   image.objectNumber = writer_.NewObjectNumber();
-  writer_.pageImages.Add(image.objectNumber);
+  writer_.UseImage(image.objectNumber);
 
   CKM_BinaryBuf& out = Stream();
   CloseTextRun(out);

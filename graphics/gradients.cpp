@@ -83,7 +83,7 @@ void CKMC_Graphics::WriteGradient(const TRIVERTEX* vertices, ULONG vertexCount, 
   dict.SetNumber("/BitsPerCoordinate", 8);
   dict.SetNumber("/BitsPerComponent", 8);
   dict.SetNumber("/BitsPerFlag", 8);
-  dict.SetReference("/ColorSpace", writer_.colorSpaceObject);
+  dict.SetReference("/ColorSpace", CKMC_DocumentWriter::kColorSpaceObject);
   dict.SetLiteral(
       "/Decode", CKM_ByteString("[0 " + snk::FormatInteger(int64_t{extents.right} - extents.left) + " 0 " +
                                 snk::FormatInteger(int64_t{extents.bottom} - extents.top) + " 0 1 0 1 0 1]"));
@@ -116,13 +116,13 @@ void CKMC_Graphics::WriteGradient(const TRIVERTEX* vertices, ULONG vertexCount, 
   shading.data = CompressToString(stream.Data(), stream.Size());
   const uint32_t number = writer_.NewObjectNumber();
   writer_.WriteIndirectObject(number, &shading);
-  writer_.pageShadings.Add(number);
+  writer_.UseShading(number);
 
   CKM_BinaryBuf& out = Stream();
   CloseTextRun(out);
   double x = extents.left, y = extents.top;
   DeviceToUser(x, y);
-  const std::string scale = snk::FormatG(writer_.pixelToPoint);
+  const std::string scale = snk::FormatG(writer_.Geometry().pixelToPoint);
   out.AppendString("q " + scale + " 0 0 -" + scale + ' ' + snk::FormatG(x) + ' ' + snk::FormatG(y) +
                    " cm  BX /Sh" + snk::FormatInteger(number) + " sh EX Q \n");
 }

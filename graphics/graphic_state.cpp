@@ -11,21 +11,31 @@ CKMC_Graphics::CKMC_Graphics(CKMC_DocumentWriter& writer, const uint32_t& gdiPun
 
 void CKMC_Graphics::StartPage() {
   clipText.Empty();
-  writer_.clipIdentity = 0;
+  m_clipIdentity = 0;
   ResetGraphicCache();
 }
 
 CKM_BinaryBuf& CKMC_Graphics::Stream() {
-  if (!writer_.content) {
+  if (!writer_.HasPageContent()) {
     writer_.BeginPageContent();
     StartPage();
   }
-  return *writer_.content;
+  return writer_.Content();
+}
+
+void CKMC_Graphics::EndPage(SURFOBJ* surface) {
+  // What the engine drew and an open text object go in before the clip's
+  // last "Q ".
+  FlushDeferredBitmaps(surface);
+  CKM_BinaryBuf& out = Stream();
+  CloseTextRun(out);
+  if (m_clipIdentity) out.AppendString("Q ");
 }
 
 void CKMC_Graphics::DeviceToUser(double& x, double& y) const {
-  x = x * writer_.pixelToPoint;
-  y = (static_cast<double>(writer_.pageHeightPixels) - y) * writer_.pixelToPoint;
+  const CKMC_PageGeometry& g = writer_.Geometry();
+  x = x * g.pixelToPoint;
+  y = (static_cast<double>(g.heightPixels) - y) * g.pixelToPoint;
 }
 
 namespace {

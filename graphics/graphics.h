@@ -104,10 +104,13 @@ class CKMC_Graphics {
   void StartPage();
   // The page's content, opened if a drawing call comes before any page.
   CKM_BinaryBuf& Stream();
+  // Brings what the engine drew into the page's content and ends an open
+  // text object and clip, before the writer finishes the page.
+  void EndPage(SURFOBJ* surface);
 
   // Device pixels to points, y flipped about the page height.
   void DeviceToUser(double& x, double& y) const;
-  double ScaleLength(double length) const { return length * writer_.pixelToPoint; }
+  double ScaleLength(double length) const { return length * writer_.Geometry().pixelToPoint; }
 
   void SetStrokeColor(CKM_BinaryBuf& out, uint32_t color);
   void SetFillColor(CKM_BinaryBuf& out, uint32_t color);
@@ -216,8 +219,8 @@ class CKMC_Graphics {
   // last blit's brush, which the mask-pen fill paints with.
   uint32_t lastFillColor = 0;
   uint32_t lastStrokeColor = 0;
-  // The clip operators in force; the writer's clipIdentity says whether a
-  // clip's "q " is open.
+  // The clip operators in force; ClipIdentity() says whether a clip's "q "
+  // is open.
   CKM_ByteString clipText;
   // Surface areas the engine drew that are not yet in the content stream.
   CKMC_RectList dirtyRegion;
@@ -229,6 +232,10 @@ class CKMC_Graphics {
   bool textRunOpen = false;
   // Where an open text block goes (null: nothing ever opens one).
   IKMC_TextSink* textSink = nullptr;
+
+  // GDI's identity number of the clip in force, 0 when no clip's "q " is
+  // open.
+  uint32_t ClipIdentity() const { return m_clipIdentity; }
 
  private:
   static constexpr uint32_t kImageCompressOn = 1;
@@ -244,6 +251,7 @@ class CKMC_Graphics {
   const uint32_t& jobCancelled_;
   const uint32_t* imageCompress_ = &kImageCompressOn;
   const uint8_t* mergeImages_ = &kMergeImagesOn;
+  uint32_t m_clipIdentity = 0;
   // True-colour images captured while the engine does not draw, in the
   // order of their calls.
   std::vector<std::unique_ptr<ImageData>> pendingImages_;

@@ -63,8 +63,8 @@ void CKMC_Graphics::PaintPath(SURFOBJ* surface, PATHOBJ* path, XFORMOBJ* xform, 
     XFORML m{};
     XFORMOBJ_iGetXform(xform, &m);
     meanScale = (m.eM11 + m.eM22) / 2;
-    const double p = writer_.pixelToPoint;
-    const double base[6] = {p, 0, 0, -0.0 - p, 0, static_cast<double>(writer_.pageHeightPixels) * p};
+    const double p = writer_.Geometry().pixelToPoint;
+    const double base[6] = {p, 0, 0, -0.0 - p, 0, static_cast<double>(writer_.Geometry().heightPixels) * p};
     for (int i = 0; i < 6; ++i) {
       if (i) out.AppendByte(' ');
       AppendG(out, base[i]);

@@ -55,18 +55,16 @@ LINEATTRS Geometric(float width, ULONG cap = ENDCAP_ROUND, ULONG join = JOIN_ROU
 class Graphics : public ::testing::Test {
  protected:
   void SetUp() override {
-    writer_.pageWidthPixels = 1000;
-    writer_.pageHeightPixels = 1000;
-    writer_.pixelToPoint = 72.0 / 300;
+    writer_.SetGeometry(CKMC_PageGeometry{1000, 1000, 72.0 / 300});
     writer_.BeginPageContent();
     g_.StartPage();
-    writer_.content->Clear();
+    writer_.Content().Clear();
   }
 
   // What was written since the last call.
   std::string Take() {
-    std::string text(writer_.content->view());
-    writer_.content->Clear();
+    std::string text(writer_.Content().view());
+    writer_.Content().Clear();
     return text;
   }
 
@@ -100,18 +98,18 @@ TEST_F(Graphics, ColourAndWidthCachesHoldUntilQ) {
 
   // Components with three decimals; the top byte is not written but makes
   // the word differ.
-  g_.SetFillColor(*writer_.content, 0x00FF8000);
-  g_.SetFillColor(*writer_.content, 0xFFFFFFFF);
-  g_.SetFillColor(*writer_.content, 0x00FFFFFF);
-  g_.SetStrokeColor(*writer_.content, 0x00FFFFFF);
-  g_.SetStrokeColor(*writer_.content, 0x00FFFFFF);
+  g_.SetFillColor(writer_.Content(), 0x00FF8000);
+  g_.SetFillColor(writer_.Content(), 0xFFFFFFFF);
+  g_.SetFillColor(writer_.Content(), 0x00FFFFFF);
+  g_.SetStrokeColor(writer_.Content(), 0x00FFFFFF);
+  g_.SetStrokeColor(writer_.Content(), 0x00FFFFFF);
   EXPECT_EQ(Take(), "0 0.502 1 sc 1 1 1 sc 1 1 1 sc 1 1 1 SC ");
   EXPECT_EQ(g_.lastStrokeColor, 0x00FFFFFFu);
 
   // The width is cached with its sign but written without it.
-  g_.SetLineWidth(*writer_.content, -2.5);
-  g_.SetLineWidth(*writer_.content, -2.5);
-  g_.SetLineWidth(*writer_.content, 2.5);
+  g_.SetLineWidth(writer_.Content(), -2.5);
+  g_.SetLineWidth(writer_.Content(), -2.5);
+  g_.SetLineWidth(writer_.Content(), 2.5);
   EXPECT_EQ(Take(), "2.5 w 2.5 w ");
 }
 
@@ -286,18 +284,18 @@ TEST_F(Graphics, ClipTextDecidesWhatIsWritten) {
   const char kClip[] = "q 24 144 96 72 re W* n 24 216 m 120 216 l 120 144 l 24 144 l h W* n\n";
 
   // A rectangle clip without a drawing's bounds always applies.
-  g_.SetFillColor(*writer_.content, kRed);
+  g_.SetFillColor(writer_.Content(), kRed);
   Take();
   g_.SelectClip(&surface_, &clip.co, nullptr);
   EXPECT_EQ(Take(), kClip);
-  EXPECT_EQ(writer_.clipIdentity, 7u);
+  EXPECT_EQ(g_.ClipIdentity(), 7u);
 
   // The same region under another identity costs nothing, and the cache
   // survives.
   HostClip same(Region(RECTL{100, 100, 500, 400}), nullptr, 8);
   g_.SelectClip(&surface_, &same.co, nullptr);
   EXPECT_EQ(Take(), "");
-  EXPECT_EQ(writer_.clipIdentity, 8u);
+  EXPECT_EQ(g_.ClipIdentity(), 8u);
   EXPECT_TRUE(g_.fillColorKnown);
 
   // Bounds inside the rectangle, or one pixel beyond its right and bottom
@@ -305,7 +303,7 @@ TEST_F(Graphics, ClipTextDecidesWhatIsWritten) {
   RECTL inside{100, 100, 501, 401};
   g_.SelectClip(&surface_, &same.co, &inside);
   EXPECT_EQ(Take(), "Q ");
-  EXPECT_EQ(writer_.clipIdentity, 0u);
+  EXPECT_EQ(g_.ClipIdentity(), 0u);
   EXPECT_FALSE(g_.fillColorKnown);
   RECTL beyond{100, 100, 502, 400};
   g_.SelectClip(&surface_, &same.co, &beyond);
@@ -315,7 +313,7 @@ TEST_F(Graphics, ClipTextDecidesWhatIsWritten) {
   HostClip other(Region(RECTL{0, 0, 10, 10}), nullptr, 0);
   g_.SelectClip(&surface_, &other.co, nullptr);
   EXPECT_EQ(Take(), "Q q 0 237.6 2.4 2.4 re W* n 0 240 m 2.4 240 l 2.4 237.6 l 0 237.6 l h W* n\n");
-  EXPECT_EQ(writer_.clipIdentity, 0xFFFFFFFFu);
+  EXPECT_EQ(g_.ClipIdentity(), 0xFFFFFFFFu);
   other.co.iDComplexity = DC_TRIVIAL;
   g_.SelectClip(&surface_, &other.co, nullptr);
   EXPECT_EQ(Take(), "Q ");
@@ -409,8 +407,7 @@ TEST(GraphicsGeometry, PixelBoundsAndDeviceToUser) {
   EXPECT_EQ(r.right, 0x8000000);
 
   CKMC_DocumentWriter writer;
-  writer.pageHeightPixels = 7016;
-  writer.pixelToPoint = 72.0 / 600;
+  writer.SetGeometry(CKMC_PageGeometry{0, 7016, 72.0 / 600});
   uint32_t on = 1, off = 0;
   CKMC_Graphics g(writer, on, off);
   double x = 600, y = 0;

@@ -10,11 +10,11 @@
 #include <string>
 #include <vector>
 
+#include "driver_page.h"
 #include "graphics/graphics.h"
 #include "graphics/image_object.h"
 #include "host/engine/brush.h"
 #include "host/engine/path.h"
-#include "driver_page.h"
 #include "test_support.h"
 #include "writer/document_writer.h"
 
@@ -211,16 +211,13 @@ class ImageCaptureSurface : public snk::test::HostTest {
  protected:
   void SetUp() override {
     HostTest::SetUp();
-    writer_.pageWidthPixels = 1000;
-    writer_.pageHeightPixels = 1000;
-    writer_.pixelToPoint = 72.0 / 300;
-    writer_.colorSpaceObject = 2;
-    writer_.objectCount = 4;
-    writer_.outputFile = CreateFileW(Path("objects").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                                     FILE_ATTRIBUTE_NORMAL, nullptr);
+    writer_.SetGeometry(CKMC_PageGeometry{1000, 1000, 72.0 / 300});
+    while (writer_.ObjectCount() < 4) writer_.NewObjectNumber();
+    writer_.AttachFile(CreateFileW(Path("objects").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                                   FILE_ATTRIBUTE_NORMAL, nullptr));
     writer_.BeginPageContent();
     g_.StartPage();
-    writer_.content->Clear();
+    writer_.Content().Clear();
     for (size_t i = 0; i < bits_.size(); ++i) bits_[i] = static_cast<uint8_t>(i);
     surface_.sizlBitmap = SIZEL{7, 6};
     surface_.pvBits = surface_.pvScan0 = bits_.data();
@@ -228,13 +225,12 @@ class ImageCaptureSurface : public snk::test::HostTest {
     surface_.iBitmapFormat = BMF_24BPP;
   }
   void TearDown() override {
-    if (writer_.outputFile != INVALID_HANDLE_VALUE) CloseHandle(writer_.outputFile);
+    writer_.CloseFile();
     HostTest::TearDown();
   }
 
   std::string Objects() {
-    CloseHandle(writer_.outputFile);
-    writer_.outputFile = INVALID_HANDLE_VALUE;
+    writer_.CloseFile();
     return snk::test::ReadFile(Dir() / "objects");
   }
 
@@ -255,9 +251,9 @@ TEST_F(ImageCaptureSurface, AreasBecomePlacedImagesWithinTheSurface) {
   g_.FlushDeferredBitmaps(&surface_);
   EXPECT_EQ(g_.dirtyRegion.Count(), 0);
   EXPECT_FALSE(g_.textRunOpen);
-  EXPECT_EQ(std::string(writer_.content->view()), "q 1.2 0 0 0.72 0.48 239.04 cm /Im5 Do Q\n");
-  ASSERT_EQ(writer_.pageImages.GetSize(), 1u);
-  EXPECT_EQ(writer_.pageImages[0], 5u);
+  EXPECT_EQ(std::string(writer_.Content().view()), "q 1.2 0 0 0.72 0.48 239.04 cm /Im5 Do Q\n");
+  ASSERT_EQ(writer_.PageImages().GetSize(), 1u);
+  EXPECT_EQ(writer_.PageImages()[0], 5u);
 
   // Columns 2..6 of rows 1..3, three bytes a pixel.
   std::string pixels;
@@ -292,9 +288,9 @@ TEST_F(ImageCaptureSurface, NothingIsReadOutsideOrWithoutBits) {
   g_.AddDirtyRect(inside);
   g_.FlushDeferredBitmaps(&surface_);
   EXPECT_EQ(g_.dirtyRegion.Count(), 0);
-  EXPECT_EQ(std::string(writer_.content->view()), "");
-  EXPECT_EQ(writer_.pageImages.GetSize(), 0u);
-  EXPECT_EQ(writer_.objectCount, 4u);
+  EXPECT_EQ(std::string(writer_.Content().view()), "");
+  EXPECT_EQ(writer_.PageImages().GetSize(), 0u);
+  EXPECT_EQ(writer_.ObjectCount(), 4u);
 }
 
 using ImageCaptureDriver = snk::test::DriverPageTest;
@@ -307,8 +303,8 @@ TEST_F(ImageCaptureDriver, XorFillEndsAsAnImageOfTheSurface) {
   std::string surfacePixels;
   std::string pdf = PrintPage([&](SURFOBJ* so) {
     ASSERT_NE(so->pvScan0, nullptr);
-    EXPECT_TRUE(Entry<PFN_DrvFillPath>(INDEX_DrvFillPath)(
-        so, &box.po, nullptr, &red.bo, nullptr, R2_XORPEN | R2_XORPEN << 8, FP_ALTERNATEMODE));
+    EXPECT_TRUE(Entry<PFN_DrvFillPath>(INDEX_DrvFillPath)(so, &box.po, nullptr, &red.bo, nullptr,
+                                                          R2_XORPEN | R2_XORPEN << 8, FP_ALTERNATEMODE));
     for (int y = 20; y < 70; ++y)
       surfacePixels.append(static_cast<const char*>(so->pvScan0) + y * so->lDelta + 10 * 3, 100 * 3);
   });
