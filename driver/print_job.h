@@ -15,6 +15,7 @@
 #include "base/byte_string.h"
 #include "fonts/font.h"
 #include "fonts/text_output.h"
+#include "fonts/text_run.h"
 #include "graphics/graphics.h"
 #include "platform/winddi.h"
 #include "writer/document_writer.h"
@@ -102,9 +103,6 @@ class CKMC_Document {
   // page's text block, which the graphics part ends before it draws.
   CKMC_FontCatalogue fonts{writer, CKMC_FontCatalogue::Settings{fontEmbed, fontWarn, faceBlock}};
   CKMC_TextObject text;
-  // The last face name DrvTextOut asked about and whether it is a gothic
-  // face: a page's runs mostly share their face, and the answer costs a
-  // walk of the installed names.
-  std::u16string gothicFace;
-  bool gothicAnswer = false;
+  // DrvTextOut's runs into the text block.
+  CKMC_TextRunWriter textRuns{fonts, text, writer, graphics};
 };

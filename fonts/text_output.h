@@ -14,7 +14,7 @@
 #include <cstdint>
 
 #include "base/binary_buf.h"
-#include "graphics/graphics.h"
+#include "graphics/text_sink.h"
 #include "platform/winddi.h"
 
 class CKMC_Font;

@@ -97,6 +97,28 @@ void CKMC_Graphics::CloseTextRun(CKM_BinaryBuf& out) {
   if (textSink) textSink->FlushText(out);
 }
 
+CKM_BinaryBuf& CKMC_Graphics::BeginText(SURFOBJ* surface) {
+  FlushDeferredBitmaps(surface);
+  return Stream();
+}
+
+void CKMC_Graphics::BeginBackground(CKM_BinaryBuf& out, uint32_t color) {
+  CloseTextRun(out);
+  SetFillColor(out, color);
+  SetStrokeColor(out, color);
+}
+
+CKMC_ColorState CKMC_Graphics::Colors() const {
+  return CKMC_ColorState{fillColorKnown, strokeColorKnown, fillColor, strokeColor};
+}
+
+void CKMC_Graphics::SetColors(const CKMC_ColorState& colors) {
+  fillColorKnown = colors.fillKnown;
+  strokeColorKnown = colors.strokeKnown;
+  fillColor = colors.fill;
+  strokeColor = colors.stroke;
+}
+
 void CKMC_RectList::Add(const RECTL& rect) {
   if (static_cast<uint32_t>(count_) >= capacity_) {
     uint32_t capacity = capacity_ + kGrowth;

@@ -22,6 +22,7 @@
 #include "base/binary_buf.h"
 #include "base/byte_string.h"
 #include "graphics/image_object.h"
+#include "graphics/text_sink.h"
 #include "platform/winddi.h"
 #include "writer/document_writer.h"
 
@@ -64,18 +65,7 @@ inline bool ReadsDestination(ULONG rop) {
 // rounded up, from 28.4 fixed point.
 RECTL PixelBounds(const RECTFX& bounds);
 
-// The text output, which holds its text block back between calls; the
-// graphics part ends the block through this before it writes anything.
-class IKMC_TextSink {
- public:
-  // Writes the open text block to `out`, if there is one.
-  virtual void FlushText(CKM_BinaryBuf& out) = 0;
-
- protected:
-  ~IKMC_TextSink() = default;
-};
-
-class CKMC_Graphics {
+class CKMC_Graphics : public IKMC_TextCanvas {
  public:
   // The switches are the job's own: `gdiPunt` says that the engine draws
   // every call on the page surface too, `jobCancelled` that nothing is to be
@@ -114,7 +104,7 @@ class CKMC_Graphics {
 
   void SetStrokeColor(CKM_BinaryBuf& out, uint32_t color);
   void SetFillColor(CKM_BinaryBuf& out, uint32_t color);
-  void SetLineWidth(CKM_BinaryBuf& out, double width);
+  void SetLineWidth(CKM_BinaryBuf& out, double width) override;
   void SetDash(CKM_BinaryBuf& out, const CKM_ByteString& dash);
   // Forgets colours, width and dash; to be called after every "Q ".
   void ResetGraphicCache();
@@ -122,6 +112,14 @@ class CKMC_Graphics {
   // Ends a text object that the text output left open, so that other
   // operators never land inside "BT " ... "ET".
   void CloseTextRun(CKM_BinaryBuf& out);
+
+  // ---- what a text run asks (graphic_state.cpp)
+
+  CKM_BinaryBuf& BeginText(SURFOBJ* surface) override;
+  void BeginBackground(CKM_BinaryBuf& out, uint32_t color) override;
+  CKMC_ColorState Colors() const override;
+  void SetColors(const CKMC_ColorState& colors) override;
+  void OpenTextRun() override { textRunOpen = true; }
 
   // ---- paths and lines (path_painting.cpp)
 
