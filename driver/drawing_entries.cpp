@@ -56,13 +56,13 @@ BOOL Draw(const DrawCall& call, Engine&& engine, Vector&& vector) {
     if (!device || !device->document) return TRUE;
     if (device->ignoreBackground && (call.readsPage || ReadsDestination(call.rop))) return TRUE;
     CKMC_Document& doc = *device->document;
-    if (call.remembered) doc.graphics.lastFillColor = BRUSHOBJ_ulGetBrushColor(call.remembered);
-    const bool engineDraws = doc.gdiPunt && call.engineCan;
+    if (call.remembered) doc.graphics.State().SetLastFillColor(BRUSHOBJ_ulGetBrushColor(call.remembered));
+    const bool engineDraws = doc.switches.gdiPunt && call.engineCan;
     if (engineDraws && call.role == EngineRole::kBefore) engine(doc);
-    doc.graphics.SelectClip(call.surface, call.clip, call.bounds);
+    doc.graphics.Clip().SelectClip(call.surface, call.clip, call.bounds);
     if (!call.complete) return TRUE;
     if (engineDraws && call.role == EngineRole::kInstead) {
-      if (std::optional<RECTL> area = engine(doc)) doc.graphics.AddDirtyRect(*area);
+      if (std::optional<RECTL> area = engine(doc)) doc.graphics.Images().AddDirtyRect(*area);
       return TRUE;
     }
     vector(doc);
@@ -123,7 +123,7 @@ BOOL Blit(DrawCall call, SURFOBJ* source, XLATEOBJ* xlate, const RECTL* target, 
         engine();
         return Spread(*target);
       },
-      [&](CKMC_Document& doc) { doc.graphics.TransferBitmap(source, xlate, *target, *sourceRect); });
+      [&](CKMC_Document& doc) { doc.graphics.Images().TransferBitmap(source, xlate, *target, *sourceRect); });
 }
 
 }  // namespace
@@ -139,7 +139,7 @@ BOOL APIENTRY DrvLineTo(SURFOBJ* so, CLIPOBJ* pco, BRUSHOBJ* pbo, LONG x1, LONG 
         EngLineTo(so, pco, pbo, x1, y1, x2, y2, prclBounds, mix);
         return {};
       },
-      [&](CKMC_Document& doc) { doc.graphics.PaintLine(so, x1, y1, x2, y2, pbo, mix); });
+      [&](CKMC_Document& doc) { doc.graphics.Paths().PaintLine(so, x1, y1, x2, y2, pbo, mix); });
 }
 
 BOOL APIENTRY DrvStrokePath(SURFOBJ* so, PATHOBJ* ppo, CLIPOBJ* pco, XFORMOBJ* pxo, BRUSHOBJ* pbo,
@@ -151,7 +151,9 @@ BOOL APIENTRY DrvStrokePath(SURFOBJ* so, PATHOBJ* ppo, CLIPOBJ* pco, XFORMOBJ* p
         EngStrokePath(so, ppo, pco, pxo, pbo, pptlBrushOrg, plineattrs, mix);
         return {};
       },
-      [&](CKMC_Document& doc) { doc.graphics.PaintPath(so, ppo, pxo, pbo, nullptr, plineattrs, mix, 0); });
+      [&](CKMC_Document& doc) {
+        doc.graphics.Paths().PaintPath(so, ppo, pxo, pbo, nullptr, plineattrs, mix, 0);
+      });
 }
 
 BOOL APIENTRY DrvStrokeAndFillPath(SURFOBJ* so, PATHOBJ* ppo, CLIPOBJ* pco, XFORMOBJ* pxo,
@@ -166,7 +168,7 @@ BOOL APIENTRY DrvStrokeAndFillPath(SURFOBJ* so, PATHOBJ* ppo, CLIPOBJ* pco, XFOR
         return {};
       },
       [&](CKMC_Document& doc) {
-        doc.graphics.PaintPath(so, ppo, pxo, pboStroke, pboFill, plineattrs, mixFill, flOptions);
+        doc.graphics.Paths().PaintPath(so, ppo, pxo, pboStroke, pboFill, plineattrs, mixFill, flOptions);
       });
 }
 
@@ -180,7 +182,7 @@ BOOL APIENTRY DrvFillPath(SURFOBJ* so, PATHOBJ* ppo, CLIPOBJ* pco, BRUSHOBJ* pbo
         return {};
       },
       [&](CKMC_Document& doc) {
-        doc.graphics.PaintPath(so, ppo, nullptr, nullptr, pbo, nullptr, mix, flOptions);
+        doc.graphics.Paths().PaintPath(so, ppo, nullptr, nullptr, pbo, nullptr, mix, flOptions);
       });
 }
 
@@ -202,7 +204,9 @@ BOOL APIENTRY DrvPlgBlt(SURFOBJ* psoTrg, SURFOBJ* psoSrc, SURFOBJ* psoMsk, CLIPO
         EngPlgBlt(psoTrg, psoSrc, psoMsk, pco, pxlo, pca, pptlBrushOrg, pptfx, prcl, pptl, iMode);
         return ParallelogramBox(pptfx);
       },
-      [&](CKMC_Document& doc) { doc.graphics.PlaceSkewedImage(psoSrc, psoMsk, pxlo, pptfx, *prcl); });
+      [&](CKMC_Document& doc) {
+        doc.graphics.Images().PlaceSkewedImage(psoSrc, psoMsk, pxlo, pptfx, *prcl);
+      });
 }
 
 BOOL APIENTRY DrvBitBlt(SURFOBJ* psoTrg, SURFOBJ* psoSrc, SURFOBJ* psoMask, CLIPOBJ* pco, XLATEOBJ* pxlo,
@@ -217,16 +221,17 @@ BOOL APIENTRY DrvBitBlt(SURFOBJ* psoTrg, SURFOBJ* psoSrc, SURFOBJ* psoMask, CLIP
       [&](CKMC_Document& doc) -> EngineDrawing {
         EngBitBlt(psoTrg, psoSrc, psoMask, pco, pxlo, prclTrg, pptlSrc, pptlMask, pbo, pptlBrush, rop4);
         // A solid rectangle stays vector, though the surface has it too.
-        if (!psoSrc && !psoMask && doc.graphics.PaintRectangle(psoTrg, *prclTrg, pbo, rop4)) return {};
+        if (!psoSrc && !psoMask && doc.graphics.Paths().PaintRectangle(psoTrg, *prclTrg, pbo, rop4))
+          return {};
         return *prclTrg;
       },
       [&](CKMC_Document& doc) {
         // The engine does not draw (or cannot read the source): raster
         // operations and masks are not honoured.
         if (psoSrc)
-          doc.graphics.TransferBitmap(psoSrc, pxlo, *prclTrg, SourceRect(*prclTrg, pptlSrc));
+          doc.graphics.Images().TransferBitmap(psoSrc, pxlo, *prclTrg, SourceRect(*prclTrg, pptlSrc));
         else if (!psoMask)
-          doc.graphics.PaintRectangle(psoTrg, *prclTrg, pbo, rop4);
+          doc.graphics.Paths().PaintRectangle(psoTrg, *prclTrg, pbo, rop4);
       });
 }
 
@@ -255,7 +260,7 @@ BOOL APIENTRY DrvStretchBltROP(SURFOBJ* psoDest, SURFOBJ* psoSrc, SURFOBJ* psoMa
       [&](CKMC_Document& doc) {
         // Bits 2 to 4 of the operation reading 3 or 4 draw nothing here.
         const DWORD bits = (rop4 >> 2) & 7;
-        if (bits != 3 && bits != 4) doc.graphics.TransferBitmap(psoSrc, pxlo, *prclDest, *prclSrc);
+        if (bits != 3 && bits != 4) doc.graphics.Images().TransferBitmap(psoSrc, pxlo, *prclDest, *prclSrc);
       });
 }
 
@@ -284,7 +289,7 @@ BOOL APIENTRY DrvGradientFill(SURFOBJ* psoDest, CLIPOBJ* pco, XLATEOBJ* pxlo, TR
       },
       // A mesh that cannot be written throws, and the guard reports it.
       [&](CKMC_Document& doc) {
-        doc.graphics.WriteGradient(pVertex, nVertex, pMesh, nMesh, *prclExtents, ulMode);
+        doc.graphics.Gradients().WriteGradient(pVertex, nVertex, pMesh, nMesh, *prclExtents, ulMode);
       });
 }
 
@@ -347,6 +352,6 @@ BOOL APIENTRY DrvTextOut(SURFOBJ* so, STROBJ* pstro, FONTOBJ* pfo, CLIPOBJ* pco,
         return {};
       },
       [&](CKMC_Document& doc) {
-        if (!doc.jobCancelled) doc.textRuns.WriteRun(so, pstro, pfo, prclOpaque, pboFore, pboOpaque);
+        if (!doc.switches.jobCancelled) doc.textRuns.WriteRun(so, pstro, pfo, prclOpaque, pboFore, pboOpaque);
       });
 }

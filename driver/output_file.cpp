@@ -156,7 +156,7 @@ bool CKMC_Document::OpenOutputFile(const char16_t* documentName) {
       }
       SetRegString(u"FileName", u"FALSE");
       if (!error) {
-        jobCancelled = 1;
+        switches.jobCancelled = 1;
         return true;
       }
     }

@@ -10,22 +10,22 @@
 #include "services/core_module.h"
 #include "services/data_exchange.h"
 
-CKMC_Document::CKMC_Document() { graphics.textSink = &text; }
+CKMC_Document::CKMC_Document() { graphics.SetTextSink(&text); }
 CKMC_Document::~CKMC_Document() = default;
 
 void CKMC_Document::Configure(CKMC_Device& device) {
   printer = device.printer;
   writer.SetGeometry(CKMC_PageGeometry{device.surfaceWidth, device.surfaceHeight, 72.0 / device.Dpi()});
-  imageCompress = device.imageCompress;
+  switches.imageCompress = device.imageCompress;
   deviceName = device.deviceName;
   folder = CKM_WideString::FromBuffer(device.folder, 260);
   overwrite = device.overwrite;
   useDefaultName = device.useDefaultName;
   openFile = device.openFile;
   fontEmbed = device.fontEmbed;
-  gdiPunt = device.gdiPunt;
+  switches.gdiPunt = device.gdiPunt;
   fontWarn = device.fontWarn;
-  mergeImages = static_cast<uint8_t>(device.mergeImages);
+  switches.mergeImages = static_cast<uint8_t>(device.mergeImages);
   writer.SetFormat(device.pdfVersion, static_cast<uint8_t>(device.pdfa) != 0);
   // The status window is shown only for jobs that ask for it anew.
   showStatus = 0;
@@ -81,8 +81,9 @@ bool CKMC_Document::StartDocument(const char16_t* name, uint32_t /*jobId*/) {
     char16_t twin[kVirtualizedPathCapacity] = {};
     if (core->GetVirtualizedPath(outputPath.c_str(), twin)) DeleteFileW(twin);
   }
-  if (jobCancelled) return true;
+  if (switches.jobCancelled) return true;
   writer.Reset();
+  graphics.ForgetDocument();
   // Font numbers are the document's own objects: a new document starts
   // with no fonts and no text.
   fonts.Clear();
@@ -95,14 +96,14 @@ bool CKMC_Document::StartDocument(const char16_t* name, uint32_t /*jobId*/) {
 }
 
 void CKMC_Document::StartPage() {
-  if (jobCancelled) return;
-  graphics.DiscardPendingImages();
+  if (switches.jobCancelled) return;
+  graphics.Images().DiscardPendingImages();
   writer.BeginPageContent();
   graphics.StartPage();
 }
 
 void CKMC_Document::EndPage(SURFOBJ* surface) {
-  if (jobCancelled) return;
+  if (switches.jobCancelled) return;
   graphics.EndPage(surface);
   writer.FinishPage();
 }
@@ -118,7 +119,7 @@ DocumentInfoText CKMC_Document::InfoText() const {
 }
 
 bool CKMC_Document::EndDocument() {
-  if (jobCancelled) return true;
+  if (switches.jobCancelled) return true;
   // Every file has at least one page, even for a job that printed none.
   if (writer.PageCount() == 0) {
     StartPage();
@@ -147,7 +148,7 @@ void CKMC_Document::ResetDocument() {
   writer.Reset();
   fonts.Clear();
   text.Reset();
-  graphics.textRunOpen = false;
+  graphics.ForgetDocument();
   expectedPages = 1;
   faceBlock.clear();
 }

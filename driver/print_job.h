@@ -68,18 +68,14 @@ class CKMC_Document {
   char16_t infoCreator[260] = {};
   char16_t batchDestName[260] = {};
   char16_t fileNameSetting[260] = {};
-  uint32_t jobCancelled = 0;
 
   // Settings copied from the device.
   uint32_t overwrite = 0;
   uint32_t useDefaultName = 0;
   uint32_t openFile = 0;
   uint32_t postProcess = 0;
-  uint32_t imageCompress = 1;
   uint32_t fontEmbed = 2;
-  uint32_t gdiPunt = 1;
   uint32_t fontWarn = 1;
-  uint8_t mergeImages = 1;
   uint32_t batch = 0;
   // The printer's "FFaces" block as read: a 32-bit size that counts itself,
   // then zero-ended UTF-16 names. Outside bytes: IsEmbedFace checks it.
@@ -97,8 +93,11 @@ class CKMC_Document {
 
   // The file: object numbers, pages and their content streams.
   CKMC_DocumentWriter writer;
-  // The vector drawing of the job's pages; it reads the job's switches.
-  CKMC_Graphics graphics{writer, gdiPunt, jobCancelled, imageCompress, mergeImages};
+  // The switches the graphics read at each call: GDIPunt, ImageCompress and
+  // MergeImages copied from the device, and whether the job was cancelled.
+  CKMC_GraphicsSwitches switches;
+  // The vector drawing of the job's pages.
+  CKMC_Graphics graphics{writer, switches};
   // The fonts the document's text uses (numbered per document), and the
   // page's text block, which the graphics part ends before it draws.
   CKMC_FontCatalogue fonts{writer, CKMC_FontCatalogue::Settings{fontEmbed, fontWarn, faceBlock}};

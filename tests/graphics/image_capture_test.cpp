@@ -235,22 +235,20 @@ class ImageCaptureSurface : public snk::test::HostTest {
   }
 
   CKMC_DocumentWriter writer_;
-  uint32_t gdiPunt_ = 1;
-  uint32_t cancelled_ = 0;
-  uint32_t imageCompress_ = 0;
-  CKMC_Graphics g_{writer_, gdiPunt_, cancelled_, imageCompress_};
+  CKMC_GraphicsSwitches switches_{1, 0, 0};
+  CKMC_Graphics g_{writer_, switches_};
   std::vector<uint8_t> bits_ = std::vector<uint8_t>(24 * 6);
   SURFOBJ surface_{};
 };
 
 TEST_F(ImageCaptureSurface, AreasBecomePlacedImagesWithinTheSurface) {
   RECTL left{2, 1, 5, 4}, right{5, 1, 9, 4};  // right reaches past the surface
-  g_.AddDirtyRect(left);
-  g_.AddDirtyRect(right);
-  g_.textRunOpen = true;
-  g_.FlushDeferredBitmaps(&surface_);
-  EXPECT_EQ(g_.dirtyRegion.Count(), 0);
-  EXPECT_FALSE(g_.textRunOpen);
+  g_.Images().AddDirtyRect(left);
+  g_.Images().AddDirtyRect(right);
+  g_.OpenTextRun();
+  g_.Images().FlushDeferredBitmaps(&surface_);
+  EXPECT_EQ(g_.Images().DirtyRegion().Count(), 0);
+  EXPECT_FALSE(g_.TextRunOpen());
   EXPECT_EQ(std::string(writer_.Content().view()), "q 1.2 0 0 0.72 0.48 239.04 cm /Im5 Do Q\n");
   ASSERT_EQ(writer_.PageImages().GetSize(), 1u);
   EXPECT_EQ(writer_.PageImages()[0], 5u);
@@ -270,24 +268,24 @@ TEST_F(ImageCaptureSurface, AreasBecomePlacedImagesWithinTheSurface) {
 TEST_F(ImageCaptureSurface, NothingIsReadOutsideOrWithoutBits) {
   // Wholly beyond the surface (but on the page): skipped.
   RECTL beyond{7, 0, 20, 6};
-  g_.AddDirtyRect(beyond);
-  g_.FlushDeferredBitmaps(&surface_);
+  g_.Images().AddDirtyRect(beyond);
+  g_.Images().FlushDeferredBitmaps(&surface_);
   // A surface without bits drops the list.
   RECTL inside{0, 0, 2, 2};
-  g_.AddDirtyRect(inside);
+  g_.Images().AddDirtyRect(inside);
   surface_.pvScan0 = nullptr;
-  g_.FlushDeferredBitmaps(&surface_);
-  EXPECT_EQ(g_.dirtyRegion.Count(), 0);
+  g_.Images().FlushDeferredBitmaps(&surface_);
+  EXPECT_EQ(g_.Images().DirtyRegion().Count(), 0);
   // A stride too short for the width, or another format, is not read.
   surface_.pvScan0 = bits_.data();
   surface_.lDelta = 20;
-  g_.AddDirtyRect(inside);
-  g_.FlushDeferredBitmaps(&surface_);
+  g_.Images().AddDirtyRect(inside);
+  g_.Images().FlushDeferredBitmaps(&surface_);
   surface_.lDelta = 24;
   surface_.iBitmapFormat = BMF_1BPP;
-  g_.AddDirtyRect(inside);
-  g_.FlushDeferredBitmaps(&surface_);
-  EXPECT_EQ(g_.dirtyRegion.Count(), 0);
+  g_.Images().AddDirtyRect(inside);
+  g_.Images().FlushDeferredBitmaps(&surface_);
+  EXPECT_EQ(g_.Images().DirtyRegion().Count(), 0);
   EXPECT_EQ(std::string(writer_.Content().view()), "");
   EXPECT_EQ(writer_.PageImages().GetSize(), 0u);
   EXPECT_EQ(writer_.ObjectCount(), 4u);
