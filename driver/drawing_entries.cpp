@@ -41,11 +41,29 @@ struct DrawCall {
   BRUSHOBJ* remembered = nullptr;
   // Whether the engine can draw the call at all (with GDIPunt on).
   bool engineCan = true;
+  // A path call's clip decision uses the path's pixel bounds instead.
+  bool pathCall = false;
+  PATHOBJ* path = nullptr;
 };
 
 // The engine's drawing of a call; for kInstead the area it drew, or nothing
 // when the call went in as operators all the same.
 using EngineDrawing = std::optional<RECTL>;
+
+// The path's pixel bounds, for the clip decision.
+RECTL PathPixelBounds(PATHOBJ* path) {
+  RECTFX bounds{};
+  if (path) PATHOBJ_vGetBounds(path, &bounds);
+  return PixelBounds(bounds);
+}
+
+// A path entry's call: the engine draws the path after its operators.
+DrawCall PathCall(const char16_t* name, SURFOBJ* surface, PATHOBJ* path, CLIPOBJ* clip, MIX mix) {
+  DrawCall call{name, surface, clip, nullptr, EngineRole::kAfter, mix};
+  call.pathCall = true;
+  call.path = path;
+  return call;
+}
 
 // The one shape of every drawing entry. Drawing on a surface without a
 // device (or between jobs) is accepted and ignored.
@@ -59,7 +77,8 @@ BOOL Draw(const DrawCall& call, Engine&& engine, Vector&& vector) {
     if (call.remembered) doc.graphics.State().SetLastFillColor(BRUSHOBJ_ulGetBrushColor(call.remembered));
     const bool engineDraws = doc.switches.gdiPunt && call.engineCan;
     if (engineDraws && call.role == EngineRole::kBefore) engine(doc);
-    doc.graphics.Clip().SelectClip(call.surface, call.clip, call.bounds);
+    const RECTL pathBounds = call.pathCall ? PathPixelBounds(call.path) : RECTL{};
+    doc.graphics.Clip().SelectClip(call.surface, call.clip, call.pathCall ? &pathBounds : call.bounds);
     if (!call.complete) return TRUE;
     if (engineDraws && call.role == EngineRole::kInstead) {
       if (std::optional<RECTL> area = engine(doc)) doc.graphics.Images().AddDirtyRect(*area);
@@ -69,13 +88,6 @@ BOOL Draw(const DrawCall& call, Engine&& engine, Vector&& vector) {
     if (engineDraws && call.role == EngineRole::kAfter) engine(doc);
     return TRUE;
   });
-}
-
-// The path's pixel bounds, for the clip decision.
-RECTL PathPixelBounds(PATHOBJ* path) {
-  RECTFX bounds{};
-  if (path) PATHOBJ_vGetBounds(path, &bounds);
-  return PixelBounds(bounds);
 }
 
 // The source rectangle of a blit without stretching: the target's size at
@@ -144,9 +156,8 @@ BOOL APIENTRY DrvLineTo(SURFOBJ* so, CLIPOBJ* pco, BRUSHOBJ* pbo, LONG x1, LONG 
 
 BOOL APIENTRY DrvStrokePath(SURFOBJ* so, PATHOBJ* ppo, CLIPOBJ* pco, XFORMOBJ* pxo, BRUSHOBJ* pbo,
                             POINTL* pptlBrushOrg, LINEATTRS* plineattrs, MIX mix) {
-  const RECTL bounds = PathPixelBounds(ppo);
   return Draw(
-      DrawCall{u"DrvStrokePath", so, pco, &bounds, EngineRole::kAfter, mix},
+      PathCall(u"DrvStrokePath", so, ppo, pco, mix),
       [&](CKMC_Document&) -> EngineDrawing {
         EngStrokePath(so, ppo, pco, pxo, pbo, pptlBrushOrg, plineattrs, mix);
         return {};
@@ -159,9 +170,8 @@ BOOL APIENTRY DrvStrokePath(SURFOBJ* so, PATHOBJ* ppo, CLIPOBJ* pco, XFORMOBJ* p
 BOOL APIENTRY DrvStrokeAndFillPath(SURFOBJ* so, PATHOBJ* ppo, CLIPOBJ* pco, XFORMOBJ* pxo,
                                    BRUSHOBJ* pboStroke, LINEATTRS* plineattrs, BRUSHOBJ* pboFill,
                                    POINTL* pptlBrushOrg, MIX mixFill, FLONG flOptions) {
-  const RECTL bounds = PathPixelBounds(ppo);
   return Draw(
-      DrawCall{u"DrvStrokeAndFillPath", so, pco, &bounds, EngineRole::kAfter, mixFill},
+      PathCall(u"DrvStrokeAndFillPath", so, ppo, pco, mixFill),
       [&](CKMC_Document&) -> EngineDrawing {
         EngStrokeAndFillPath(so, ppo, pco, pxo, pboStroke, plineattrs, pboFill, pptlBrushOrg, mixFill,
                              flOptions);
@@ -174,9 +184,8 @@ BOOL APIENTRY DrvStrokeAndFillPath(SURFOBJ* so, PATHOBJ* ppo, CLIPOBJ* pco, XFOR
 
 BOOL APIENTRY DrvFillPath(SURFOBJ* so, PATHOBJ* ppo, CLIPOBJ* pco, BRUSHOBJ* pbo, POINTL* pptlBrushOrg,
                           MIX mix, FLONG flOptions) {
-  const RECTL bounds = PathPixelBounds(ppo);
   return Draw(
-      DrawCall{u"DrvFillPath", so, pco, &bounds, EngineRole::kAfter, mix},
+      PathCall(u"DrvFillPath", so, ppo, pco, mix),
       [&](CKMC_Document&) -> EngineDrawing {
         EngFillPath(so, ppo, pco, pbo, pptlBrushOrg, mix, flOptions);
         return {};
