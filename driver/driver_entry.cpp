@@ -137,7 +137,7 @@ BOOL APIENTRY DrvStartDoc(SURFOBJ* surface, LPWSTR documentName, DWORD jobId) {
       device->document = std::make_unique<CKMC_Document>();
     }
     device->document->Configure(*device);
-    device->document->jobCancelled = 0;
+    device->document->switches.jobCancelled = 0;
     return device->document->StartDocument(documentName, jobId) ? TRUE : FALSE;
   });
 }

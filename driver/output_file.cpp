@@ -59,8 +59,7 @@ std::u16string RebuiltName(std::u16string_view documentName) {
 }
 
 HANDLE CreateOutput(const std::u16string& path, DWORD disposition) {
-  return CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, disposition, FILE_ATTRIBUTE_NORMAL,
-                     nullptr);
+  return CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
 // Asks whether to try another file after a failed create; false without a
@@ -87,8 +86,7 @@ HWND DialogOwner() {
     }
     return true;
   };
-  if (same(title, u"GDI+ Window") && same(windowClass, u"GDI+ Hook Window Class"))
-    return GetDesktopWindow();
+  if (same(title, u"GDI+ Window") && same(windowClass, u"GDI+ Hook Window Class")) return GetDesktopWindow();
   return window;
 }
 
@@ -137,7 +135,7 @@ bool CKMC_Document::OpenOutputFile(const char16_t* documentName) {
     path += fileNameSetting[0] ? std::u16string(fileNameSetting) : name + u".pdf";
     HANDLE file = CreateOutput(path, overwrite ? CREATE_ALWAYS : CREATE_NEW);
     if (file != INVALID_HANDLE_VALUE) {
-      outputFile = file;
+      writer.AttachFile(file);
       outputPath = CKM_WideString(path);
       return true;
     }
@@ -157,14 +155,14 @@ bool CKMC_Document::OpenOutputFile(const char16_t* documentName) {
       // Outside programs that wait for the result learn that no file came.
       SetProductRegString(u"FileName", u"FALSE");
       if (!error) {
-        jobCancelled = 1;
+        switches.jobCancelled = 1;
         return true;
       }
     }
     if (name.size() < 4 || name.substr(name.size() - 4) != u".pdf") name += u".pdf";
     HANDLE file = CreateOutput(name, CREATE_ALWAYS);
     if (file != INVALID_HANDLE_VALUE) {
-      outputFile = file;
+      writer.AttachFile(file);
       outputPath = CKM_WideString(name);
       return true;
     }

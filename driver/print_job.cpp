@@ -25,26 +25,23 @@ void WarnFontNotEmbedded(const CKM_ByteString& name) {
   ShowMessage(nullptr, wide.c_str(), nullptr, MB_SETFOREGROUND);
 }
 
-CKMC_Document::CKMC_Document() { graphics.textSink = &text; }
+CKMC_Document::CKMC_Document() { graphics.SetTextSink(&text); }
 CKMC_Document::~CKMC_Document() = default;
 
 void CKMC_Document::Configure(CKMC_Device& device) {
   printer = device.printer;
-  pageWidthPixels = device.surfaceWidth;
-  pageHeightPixels = device.surfaceHeight;
-  pixelToPoint = 72.0 / device.Dpi();
-  imageCompress = device.imageCompress;
+  writer.SetGeometry(CKMC_PageGeometry{device.surfaceWidth, device.surfaceHeight, 72.0 / device.Dpi()});
+  switches.imageCompress = device.imageCompress;
   deviceName = device.deviceName;
   folder = CKM_WideString::FromBuffer(device.folder, 260);
   overwrite = device.overwrite;
   useDefaultName = device.useDefaultName;
   openFile = device.openFile;
   fontEmbed = device.fontEmbed;
-  pdfVersion = device.pdfVersion;
-  gdiPunt = device.gdiPunt;
+  switches.gdiPunt = device.gdiPunt;
   fontWarn = device.fontWarn;
-  mergeImages = static_cast<uint8_t>(device.mergeImages);
-  pdfa = static_cast<uint8_t>(device.pdfa);
+  switches.mergeImages = static_cast<uint8_t>(device.mergeImages);
+  writer.SetFormat(device.pdfVersion, static_cast<uint8_t>(device.pdfa) != 0);
   // The status window is shown only for jobs that ask for it anew.
   showStatus = 0;
 
@@ -65,10 +62,10 @@ void CKMC_Document::Configure(CKMC_Device& device) {
   pageWidthPoints = device.paperWidth * 72 / 254;
   pageHeightPoints = device.paperLength * 72 / 254;
   // Text is placed on this device's page, also after a reset in mid-job.
-  text.scale = pixelToPoint;
-  text.height = static_cast<double>(pageHeightPixels);
+  text.scale = writer.Geometry().pixelToPoint;
+  text.height = static_cast<double>(writer.Geometry().heightPixels);
   postProcess = device.postProcess == 1 ? 1 : 0;
-  if (pdfa) fontEmbed = 2;  // PDF/A needs every font embedded
+  if (writer.Pdfa()) fontEmbed = 2;  // PDF/A needs every font embedded
   // The faces to embed are read anew whenever embedding is on; a missing
   // value leaves an empty list.
   if (fontEmbed && !GetPrinterBlock(printer, u"FFaces", faceBlock)) faceBlock.clear();
@@ -102,56 +99,58 @@ bool CKMC_Document::StartDocument(const char16_t* name, uint32_t /*jobId*/) {
     char16_t twin[kVirtualizedPathCapacity] = {};
     if (core->GetVirtualizedPath(outputPath.c_str(), twin)) DeleteFileW(twin);
   }
-  if (jobCancelled) return true;
-  ResetWriterState();
+  if (switches.jobCancelled) return true;
+  writer.Reset();
+  graphics.ForgetDocument();
   // Font numbers are the document's own objects: a new document starts
   // with no fonts and no text.
   fonts.Clear();
   text.Reset();
   documentName = CKM_WideString(name);
-  WriteHeaderAndFixedObjects();
+  writer.WriteHeaderAndFixedObjects();
   return true;
 }
 
 void CKMC_Document::StartPage() {
   if (!IsWriting()) return;
-  graphics.DiscardPendingImages();
-  BeginPageContent();
+  graphics.Images().DiscardPendingImages();
+  writer.BeginPageContent();
   graphics.StartPage();
 }
 
 void CKMC_Document::EndPage(SURFOBJ* surface) {
   if (!IsWriting()) return;
-  // What the engine drew and an open text object go in before the clip's
-  // last "Q ".
-  graphics.FlushDeferredBitmaps(surface);
-  graphics.CloseTextRun(graphics.Stream());
-  FinishPage();
+  graphics.EndPage(surface);
+  writer.FinishPage();
+}
+
+DocumentInfoText CKMC_Document::InfoText() const {
+  DocumentInfoText info;
+  info.title = CKM_WideString::FromBuffer(title, 260);
+  info.subject = CKM_WideString::FromBuffer(subject, 260);
+  info.author = CKM_WideString::FromBuffer(author, 260);
+  info.keywords = CKM_WideString::FromBuffer(keywords, 260);
+  info.creator = CKM_WideString::FromBuffer(infoCreator, 260);
+  return info;
 }
 
 bool CKMC_Document::EndDocument() {
   if (!IsWriting()) return true;
   // Every file has at least one page, even for a job that printed none.
-  if (PageCount() == 0) {
+  if (writer.PageCount() == 0) {
     StartPage();
     EndPage(nullptr);
   }
   // The page tree, then the fonts, whose widths are complete once the last
   // page is written, then the catalog.
-  WritePageTree();
+  writer.WritePageTree();
   fonts.WriteFonts();
-  WriteCatalog();
+  writer.WriteCatalog();
   // The settings are read at the last moment, so that what the interface
   // module stored while the job ran counts. Without a settings store the
   // file is left unfinished and open.
   if (!ReadDocumentInfo()) return false;
-  DocumentInfoText text;
-  text.title = CKM_WideString::FromBuffer(title, 260);
-  text.subject = CKM_WideString::FromBuffer(subject, 260);
-  text.author = CKM_WideString::FromBuffer(author, 260);
-  text.keywords = CKM_WideString::FromBuffer(keywords, 260);
-  text.creator = CKM_WideString::FromBuffer(infoCreator, 260);
-  WriteDocumentTail(text);
+  writer.WriteDocumentTail(InfoText());
   // Outside programs poll this value for where the job went.
   SetProductRegString(u"FileName", outputPath.c_str());
   CKM_WideString result = outputPath;
@@ -162,17 +161,13 @@ bool CKMC_Document::EndDocument() {
   return true;
 }
 
-void CKMC_Document::ResetJob() {
-  pageObjects.RemoveAll();
-  offsets.RemoveAll();
-  ResetDocument();
-}
+void CKMC_Document::ResetJob() { ResetDocument(); }
 
 void CKMC_Document::ResetDocument() {
-  ResetWriterState();
+  writer.Reset();
   fonts.Clear();
   text.Reset();
-  graphics.textRunOpen = false;
+  graphics.ForgetDocument();
   expectedPages = 1;
   faceBlock.clear();
 }

@@ -15,6 +15,7 @@
 #include "base/byte_string.h"
 #include "fonts/font.h"
 #include "fonts/text_output.h"
+#include "fonts/text_run.h"
 #include "graphics/graphics.h"
 #include "platform/winddi.h"
 #include "writer/document_writer.h"
@@ -29,10 +30,12 @@ void WarnFontNotEmbedded(const CKM_ByteString& name);
 // that a file name cannot hold, without leading blanks and last extension.
 std::u16string CleanTitle(std::u16string_view title);
 
-class CKMC_Document : public CKMC_DocumentWriter {
+class CKMC_Document {
  public:
   CKMC_Document();
-  ~CKMC_Document() override;
+  ~CKMC_Document();
+  CKMC_Document(const CKMC_Document&) = delete;
+  CKMC_Document& operator=(const CKMC_Document&) = delete;
 
   // Takes over the device's settings and geometry, and the batch controls
   // from the printer's data.
@@ -47,7 +50,7 @@ class CKMC_Document : public CKMC_DocumentWriter {
   // Whether the job is writing a file: started, not cancelled, its file
   // open. Otherwise (after a failed or cancelled start, between jobs) page
   // and drawing calls do nothing and report success.
-  bool IsWriting() const { return !jobCancelled && outputFile != INVALID_HANDLE_VALUE; }
+  bool IsWriting() const { return !switches.jobCancelled && writer.HasFile(); }
 
   // Chooses and opens the output file; see output_file.cpp.
   bool OpenOutputFile(const char16_t* name);
@@ -56,6 +59,8 @@ class CKMC_Document : public CKMC_DocumentWriter {
   // info strings, or clears them if the user did not ask for it. False when
   // there is no core module or no settings store.
   bool ReadDocumentInfo();
+  // The five info strings as the writer takes them.
+  DocumentInfoText InfoText() const;
 
   // Whether `familyName` is one of the faces chosen for embedding in the
   // printer's "FFaces" block (exact match).
@@ -72,18 +77,14 @@ class CKMC_Document : public CKMC_DocumentWriter {
   char16_t infoCreator[260] = {};
   char16_t batchDestName[260] = {};
   char16_t fileNameSetting[260] = {};
-  uint32_t jobCancelled = 0;
 
   // Settings copied from the device.
   uint32_t overwrite = 0;
   uint32_t useDefaultName = 0;
   uint32_t openFile = 0;
   uint32_t postProcess = 0;
-  uint32_t imageCompress = 1;
   uint32_t fontEmbed = 2;
-  uint32_t gdiPunt = 1;
   uint32_t fontWarn = 1;
-  uint8_t mergeImages = 1;
   uint32_t batch = 0;
   // The printer's "FFaces" block as read: a 32-bit size that counts itself,
   // then zero-ended UTF-16 names. Outside bytes: IsEmbedFace checks it.
@@ -99,15 +100,17 @@ class CKMC_Document : public CKMC_DocumentWriter {
   uint32_t expectedPages = 1;
   uint32_t showStatus = 1;
 
-  // The vector drawing of the job's pages; it reads the job's switches.
-  CKMC_Graphics graphics{*this, gdiPunt, jobCancelled, imageCompress, mergeImages};
+  // The file: object numbers, pages and their content streams.
+  CKMC_DocumentWriter writer;
+  // The switches the graphics read at each call: GDIPunt, ImageCompress and
+  // MergeImages copied from the device, and whether the job was cancelled.
+  CKMC_GraphicsSwitches switches;
+  // The vector drawing of the job's pages.
+  CKMC_Graphics graphics{writer, switches};
   // The fonts the document's text uses (numbered per document), and the
   // page's text block, which the graphics part ends before it draws.
-  CKMC_FontCatalogue fonts{*this, CKMC_FontCatalogue::Settings{fontEmbed, fontWarn, faceBlock, &WarnFontNotEmbedded}};
+  CKMC_FontCatalogue fonts{writer, CKMC_FontCatalogue::Settings{fontEmbed, fontWarn, faceBlock, &WarnFontNotEmbedded}};
   CKMC_TextObject text;
-  // The last face name DrvTextOut asked about and whether it is a gothic
-  // face: a page's runs mostly share their face, and the answer costs a
-  // walk of the installed names.
-  std::u16string gothicFace;
-  bool gothicAnswer = false;
+  // DrvTextOut's runs into the text block.
+  CKMC_TextRunWriter textRuns{fonts, text, writer, graphics};
 };

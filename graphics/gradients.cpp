@@ -4,13 +4,14 @@
 // are quantised to 1/255 of the extents and decoded back to device pixels
 // by /Decode; the shading is placed with a " cm " that maps device pixels
 // relative to the extents' top left corner, y growing downward.
+#include "graphics/gradients.h"
+
 #include <cstring>
 #include <memory>
 #include <stdexcept>
 #include <string>
 
 #include "base/number_format.h"
-#include "graphics/graphics.h"
 
 namespace {
 
@@ -71,9 +72,9 @@ const TRIVERTEX& VertexAt(const TRIVERTEX* vertices, ULONG count, ULONG index) {
 
 }  // namespace
 
-void CKMC_Graphics::WriteGradient(const TRIVERTEX* vertices, ULONG vertexCount, const void* mesh,
-                                  ULONG meshCount, const RECTL& extents, ULONG mode) {
-  if (Cancelled()) return;
+void CKMC_GradientWriter::WriteGradient(const TRIVERTEX* vertices, ULONG vertexCount, const void* mesh,
+                                        ULONG meshCount, const RECTL& extents, ULONG mode) {
+  if (m_switches.jobCancelled) return;
   if (mode != GRADIENT_FILL_RECT_H && mode != GRADIENT_FILL_RECT_V && mode != GRADIENT_FILL_TRIANGLE) return;
   if (meshCount && (!mesh || !vertices)) throw std::invalid_argument("gradient without vertices or mesh");
 
@@ -83,7 +84,7 @@ void CKMC_Graphics::WriteGradient(const TRIVERTEX* vertices, ULONG vertexCount, 
   dict.SetNumber("/BitsPerCoordinate", 8);
   dict.SetNumber("/BitsPerComponent", 8);
   dict.SetNumber("/BitsPerFlag", 8);
-  dict.SetReference("/ColorSpace", writer_.colorSpaceObject);
+  dict.SetReference("/ColorSpace", CKMC_DocumentWriter::kColorSpaceObject);
   dict.SetLiteral(
       "/Decode", CKM_ByteString("[0 " + snk::FormatInteger(int64_t{extents.right} - extents.left) + " 0 " +
                                 snk::FormatInteger(int64_t{extents.bottom} - extents.top) + " 0 1 0 1 0 1]"));
@@ -114,15 +115,14 @@ void CKMC_Graphics::WriteGradient(const TRIVERTEX* vertices, ULONG vertexCount, 
   }
 
   shading.data = CompressToString(stream.Data(), stream.Size());
-  const uint32_t number = writer_.NewObjectNumber();
-  writer_.WriteIndirectObject(number, &shading);
-  writer_.pageShadings.Add(number);
+  const uint32_t number = m_writer.NewObjectNumber();
+  m_writer.WriteIndirectObject(number, &shading);
+  m_writer.UseShading(number);
 
-  CKM_BinaryBuf& out = Stream();
-  CloseTextRun(out);
+  CKM_BinaryBuf& out = m_page.Operators();
   double x = extents.left, y = extents.top;
-  DeviceToUser(x, y);
-  const std::string scale = snk::FormatG(writer_.pixelToPoint);
+  DeviceToUser(m_writer.Geometry(), x, y);
+  const std::string scale = snk::FormatG(m_writer.Geometry().pixelToPoint);
   out.AppendString("q " + scale + " 0 0 -" + scale + ' ' + snk::FormatG(x) + ' ' + snk::FormatG(y) +
                    " cm  BX /Sh" + snk::FormatInteger(number) + " sh EX Q \n");
 }

@@ -1,32 +1,9 @@
-// The graphic state of the content stream and the mapping to points.
+// The graphic state of the content stream.
+#include "graphics/graphic_state.h"
+
 #include <cmath>
-#include <new>
 
 #include "base/number_format.h"
-#include "graphics/graphics.h"
-
-CKMC_Graphics::CKMC_Graphics(CKMC_DocumentWriter& writer, const uint32_t& gdiPunt,
-                             const uint32_t& jobCancelled)
-    : writer_(writer), gdiPunt_(gdiPunt), jobCancelled_(jobCancelled) {}
-
-void CKMC_Graphics::StartPage() {
-  clipText.Empty();
-  writer_.clipIdentity = 0;
-  ResetGraphicCache();
-}
-
-CKM_BinaryBuf& CKMC_Graphics::Stream() {
-  if (!writer_.content) {
-    writer_.BeginPageContent();
-    StartPage();
-  }
-  return *writer_.content;
-}
-
-void CKMC_Graphics::DeviceToUser(double& x, double& y) const {
-  x = x * writer_.pixelToPoint;
-  y = (static_cast<double>(writer_.pageHeightPixels) - y) * writer_.pixelToPoint;
-}
 
 namespace {
 
@@ -42,59 +19,41 @@ void AppendRgb(CKM_BinaryBuf& out, uint32_t color) {
 
 }  // namespace
 
-void CKMC_Graphics::SetStrokeColor(CKM_BinaryBuf& out, uint32_t color) {
-  if (strokeColorKnown && strokeColor == color) return;
+void CKMC_GraphicState::SetStrokeColor(CKM_BinaryBuf& out, uint32_t color) {
+  if (m_colors.strokeKnown && m_colors.stroke == color) return;
   AppendRgb(out, color);
   out.AppendString(" SC ");
-  strokeColorKnown = true;
-  strokeColor = color;
-  lastStrokeColor = color;
+  m_colors.strokeKnown = true;
+  m_colors.stroke = color;
+  m_lastStrokeColor = color;
 }
 
-void CKMC_Graphics::SetFillColor(CKM_BinaryBuf& out, uint32_t color) {
-  if (fillColorKnown && fillColor == color) return;
+void CKMC_GraphicState::SetFillColor(CKM_BinaryBuf& out, uint32_t color) {
+  if (m_colors.fillKnown && m_colors.fill == color) return;
   AppendRgb(out, color);
   out.AppendString(" sc ");
-  fillColorKnown = true;
-  fillColor = color;
-  lastFillColor = color;
+  m_colors.fillKnown = true;
+  m_colors.fill = color;
+  m_lastFillColor = color;
 }
 
-void CKMC_Graphics::SetLineWidth(CKM_BinaryBuf& out, double width) {
-  if (lineWidthKnown && lineWidth == width) return;
+void CKMC_GraphicState::SetLineWidth(CKM_BinaryBuf& out, double width) {
+  if (m_lineWidthKnown && m_lineWidth == width) return;
   out.AppendString(snk::FormatNumber(std::fabs(width)));
   out.AppendString(" w ");
-  lineWidthKnown = true;
-  lineWidth = width;
+  m_lineWidthKnown = true;
+  m_lineWidth = width;
 }
 
-void CKMC_Graphics::SetDash(CKM_BinaryBuf& out, const CKM_ByteString& newDash) {
-  if (newDash == dash) return;
-  out.AppendString(newDash.view());
-  dash = newDash;
+void CKMC_GraphicState::SetDash(CKM_BinaryBuf& out, const CKM_ByteString& dash) {
+  if (dash == m_dash) return;
+  out.AppendString(dash.view());
+  m_dash = dash;
 }
 
-void CKMC_Graphics::ResetGraphicCache() {
-  strokeColorKnown = false;
-  fillColorKnown = false;
-  lineWidthKnown = false;
-  dash.Empty();
-}
-
-void CKMC_Graphics::CloseTextRun(CKM_BinaryBuf& out) {
-  if (!textRunOpen) return;
-  textRunOpen = false;
-  if (textSink) textSink->FlushText(out);
-}
-
-void CKMC_RectList::Add(const RECTL& rect) {
-  if (static_cast<uint32_t>(count_) >= capacity_) {
-    uint32_t capacity = capacity_ + kGrowth;
-    std::unique_ptr<RECTL[]> grown(new (std::nothrow) RECTL[capacity]);
-    if (!grown) return;
-    for (int32_t i = 0; i < count_; ++i) grown[i] = rects_[i];
-    rects_ = std::move(grown);
-    capacity_ = capacity;
-  }
-  rects_[count_++] = rect;
+void CKMC_GraphicState::Forget() {
+  m_colors.strokeKnown = false;
+  m_colors.fillKnown = false;
+  m_lineWidthKnown = false;
+  m_dash.Empty();
 }

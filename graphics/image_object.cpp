@@ -181,7 +181,7 @@ void BuildImageStream(const ImageData& image, bool imageCompress, uint32_t color
 
 void WriteImageObject(CKMC_DocumentWriter& writer, const ImageData& image, bool imageCompress) {
   CKMC_Stream stream;
-  BuildImageStream(image, imageCompress, writer.colorSpaceObject, stream);
+  BuildImageStream(image, imageCompress, CKMC_DocumentWriter::kColorSpaceObject, stream);
   writer.WriteIndirectObject(image.objectNumber, &stream);
 }
 

@@ -1,10 +1,11 @@
-// Paths and lines as PDF path operators.
+// Paths, lines and solid rectangles as PDF operators.
+#include "graphics/path_painting.h"
+
 #include <algorithm>
 #include <cmath>
 #include <string>
 
 #include "base/number_format.h"
-#include "graphics/graphics.h"
 
 namespace {
 
@@ -24,10 +25,10 @@ RECTL PixelBounds(const RECTFX& bounds) {
                static_cast<LONG>((static_cast<int64_t>(bounds.yBottom) + 15) / 16)};
 }
 
-void CKMC_Graphics::PaintPath(SURFOBJ* surface, PATHOBJ* path, XFORMOBJ* xform, BRUSHOBJ* strokeBrush,
-                              BRUSHOBJ* fillBrush, LINEATTRS* line, MIX mix, FLONG fillOptions) {
+void CKMC_PathPainter::PaintPath(SURFOBJ* surface, PATHOBJ* path, XFORMOBJ* xform, BRUSHOBJ* strokeBrush,
+                                 BRUSHOBJ* fillBrush, LINEATTRS* line, MIX mix, FLONG fillOptions) {
   if (Cancelled()) return;
-  FlushDeferredBitmaps(surface);
+  m_images.FlushDeferredBitmaps(surface);
 
   // The stroke follows the mix's low byte, the fill its second byte.
   std::optional<uint32_t> stroke, fill;
@@ -42,17 +43,16 @@ void CKMC_Graphics::PaintPath(SURFOBJ* surface, PATHOBJ* path, XFORMOBJ* xform, 
   }
   if (!expressible) {
     // The engine's drawing of it will be shown as an image instead.
-    if (gdiPunt_ && path) {
+    if (m_switches.gdiPunt && path) {
       RECTFX bounds{};
       PATHOBJ_vGetBounds(path, &bounds);
       RECTL rect = PixelBounds(bounds);
-      AddDirtyRect(rect);
+      m_images.AddDirtyRect(rect);
     }
     return;
   }
 
-  CKM_BinaryBuf& out = Stream();
-  CloseTextRun(out);
+  CKM_BinaryBuf& out = m_page.Operators();
 
   // GDI hands the path in device space already; a transform only scales the
   // line width. Its points are then written in device units under a matrix
@@ -63,8 +63,8 @@ void CKMC_Graphics::PaintPath(SURFOBJ* surface, PATHOBJ* path, XFORMOBJ* xform, 
     XFORML m{};
     XFORMOBJ_iGetXform(xform, &m);
     meanScale = (m.eM11 + m.eM22) / 2;
-    const double p = writer_.pixelToPoint;
-    const double base[6] = {p, 0, 0, -0.0 - p, 0, static_cast<double>(writer_.pageHeightPixels) * p};
+    const double p = m_writer.Geometry().pixelToPoint;
+    const double base[6] = {p, 0, 0, -0.0 - p, 0, static_cast<double>(m_writer.Geometry().heightPixels) * p};
     for (int i = 0; i < 6; ++i) {
       if (i) out.AppendByte(' ');
       AppendG(out, base[i]);
@@ -72,15 +72,38 @@ void CKMC_Graphics::PaintPath(SURFOBJ* surface, PATHOBJ* path, XFORMOBJ* xform, 
     out.AppendString(" cm ");
   }
 
+  WriteLineStyle(out, line, xform != nullptr, meanScale);
+
+  if (strokeBrush) m_state.SetStrokeColor(out, *stroke);
+  if (fillBrush) m_state.SetFillColor(out, *fill);
+
+  out.AppendString(PathOperators(path, xform ? nullptr : &m_writer.Geometry()).view());
+
+  const bool winding = fillOptions & FP_WINDINGMODE;
+  const bool alternate = fillOptions & FP_ALTERNATEMODE;
+  if (strokeBrush)
+    out.AppendString(winding ? "B " : alternate ? "B* " : "S ");
+  else
+    out.AppendString(winding ? "f " : alternate ? "f* " : "n ");
+
+  if (xform) {
+    out.AppendString("Q ");
+    m_state.Forget();
+  }
+  out.AppendByte('\n');
+}
+
+void CKMC_PathPainter::WriteLineStyle(CKM_BinaryBuf& out, const LINEATTRS* line, bool transformed,
+                                      float meanScale) {
   if (line) {
     if (line->fl & LA_GEOMETRIC) {
       double width = line->elWidth.e;
-      if (xform) {
+      if (transformed) {
         if (meanScale > 0) width *= meanScale;
       } else {
         width = ScaleLength(width);
       }
-      SetLineWidth(out, width);
+      m_state.SetLineWidth(out, width);
       // The width goes out a second time in the stream's number form,
       // whether or not the cache already held it.
       AppendG(out, std::fabs(width));
@@ -115,44 +138,26 @@ void CKMC_Graphics::PaintPath(SURFOBJ* surface, PATHOBJ* path, XFORMOBJ* xform, 
       }
     } else {
       double width = static_cast<double>(line->elWidth.l);
-      width = xform ? width * meanScale : ScaleLength(width);
-      SetLineWidth(out, width);
+      width = transformed ? width * meanScale : ScaleLength(width);
+      m_state.SetLineWidth(out, width);
       out.AppendString("0 J 0 j ");
     }
     // A styled line keeps whatever dash the stream holds; its style array is
     // not read.
-    if (!line->pstyle) SetDash(out, kSolidDash);
+    if (!line->pstyle) m_state.SetDash(out, kSolidDash);
   } else {
-    SetLineWidth(out, ScaleLength(1.0));
-    SetDash(out, kSolidDash);
+    m_state.SetLineWidth(out, ScaleLength(1.0));
+    m_state.SetDash(out, kSolidDash);
   }
-
-  if (strokeBrush) SetStrokeColor(out, *stroke);
-  if (fillBrush) SetFillColor(out, *fill);
-
-  out.AppendString(WritePathOperators(path, !xform).view());
-
-  const bool winding = fillOptions & FP_WINDINGMODE;
-  const bool alternate = fillOptions & FP_ALTERNATEMODE;
-  if (strokeBrush)
-    out.AppendString(winding ? "B " : alternate ? "B* " : "S ");
-  else
-    out.AppendString(winding ? "f " : alternate ? "f* " : "n ");
-
-  if (xform) {
-    out.AppendString("Q ");
-    ResetGraphicCache();
-  }
-  out.AppendByte('\n');
 }
 
-CKM_ByteString CKMC_Graphics::WritePathOperators(PATHOBJ* path, bool map) const {
+CKM_ByteString PathOperators(PATHOBJ* path, const CKMC_PageGeometry* page) {
   std::string text;
   if (!path) return CKM_ByteString(std::move(text));
   auto point = [&](const POINTFIX& p) {
     double x = p.x * 0.0625;
     double y = p.y * 0.0625;
-    if (map) DeviceToUser(x, y);
+    if (page) DeviceToUser(*page, x, y);
     text += snk::FormatG(x);
     text += ' ';
     text += snk::FormatG(y);
@@ -191,10 +196,10 @@ CKM_ByteString CKMC_Graphics::WritePathOperators(PATHOBJ* path, bool map) const 
   return CKM_ByteString(std::move(text));
 }
 
-void CKMC_Graphics::PaintLine(SURFOBJ* surface, LONG x1, LONG y1, LONG x2, LONG y2, BRUSHOBJ* brush,
-                              MIX mix) {
+void CKMC_PathPainter::PaintLine(SURFOBJ* surface, LONG x1, LONG y1, LONG x2, LONG y2, BRUSHOBJ* brush,
+                                 MIX mix) {
   if (Cancelled()) return;
-  FlushDeferredBitmaps(surface);
+  m_images.FlushDeferredBitmaps(surface);
 
   // Only the low four bits count, so R2_WHITE (16) reads as 0 and goes the
   // way of the operations PDF cannot express.
@@ -216,15 +221,14 @@ void CKMC_Graphics::PaintLine(SURFOBJ* surface, LONG x1, LONG y1, LONG x2, LONG 
       return;
   }
 
-  CKM_BinaryBuf& out = Stream();
-  CloseTextRun(out);
-  SetStrokeColor(out, color);
+  CKM_BinaryBuf& out = m_page.Operators();
+  m_state.SetStrokeColor(out, color);
   // Through the pixels' centres.
   double ax = x1 + 0.5, ay = y1 + 0.5, bx = x2 + 0.5, by = y2 + 0.5;
   DeviceToUser(ax, ay);
   DeviceToUser(bx, by);
-  SetLineWidth(out, ScaleLength(1.0));
-  SetDash(out, kSolidDash);
+  m_state.SetLineWidth(out, ScaleLength(1.0));
+  m_state.SetDash(out, kSolidDash);
   AppendG(out, ax);
   out.AppendByte(' ');
   AppendG(out, ay);
@@ -235,7 +239,63 @@ void CKMC_Graphics::PaintLine(SURFOBJ* surface, LONG x1, LONG y1, LONG x2, LONG 
   out.AppendString(" l S ");
 }
 
-void CKMC_Graphics::AddDirtyLine(LONG x1, LONG y1, LONG x2, LONG y2) {
+void CKMC_PathPainter::AddDirtyLine(LONG x1, LONG y1, LONG x2, LONG y2) {
   RECTL rect{std::min(x1, x2), std::min(y1, y2), std::max(x1, x2), std::max(y1, y2)};
-  AddDirtyRect(rect);
+  m_images.AddDirtyRect(rect);
+}
+
+// Only the low four bits of a binary raster operation are looked at, so
+// R2_WHITE (16) arrives as 0 and is not expressible. A hatch or pattern
+// brush gives the colour word 0xFFFFFFFF and is painted white.
+std::optional<uint32_t> CKMC_PathPainter::StrokeColorFor(BRUSHOBJ* brush, uint32_t op) const {
+  switch (op) {
+    case R2_BLACK:
+      return 0u;
+    case R2_NOTCOPYPEN:
+      return ~BrushColor(brush);
+    case R2_COPYPEN:
+      return BrushColor(brush);
+    default:
+      return std::nullopt;
+  }
+}
+
+std::optional<uint32_t> CKMC_PathPainter::FillColorFor(BRUSHOBJ* brush, uint32_t op) const {
+  if (op == R2_MASKPEN) return m_state.LastFillColor();
+  return StrokeColorFor(brush, op);
+}
+
+int CKMC_PathPainter::PaintRectangle(SURFOBJ* surface, const RECTL& rect, BRUSHOBJ* brush, ROP4 rop) {
+  if (Cancelled()) return 1;
+  uint32_t color = 0;
+  bool needsSolid = false;
+  switch (rop & 0xFF) {
+    case ROP3_BLACKNESS:
+      color = 0;
+      break;
+    case ROP3_NOTPATCOPY:
+    case ROP3_PATCOPY:
+      needsSolid = true;
+      break;
+    case ROP3_WHITENESS:
+      color = 0xFFFFFF;
+      break;
+    default:
+      return 0;
+  }
+  if (needsSolid) {
+    if (!brush || brush->iSolidColor == 0xFFFFFFFF) return 0;
+    color = BrushColor(brush);
+    if ((rop & 0xFF) == ROP3_NOTPATCOPY) color = ~color;
+  }
+
+  m_images.FlushDeferredBitmaps(surface);
+  double left = rect.left, bottom = rect.bottom, right = rect.right, top = rect.top;
+  DeviceToUser(left, bottom);
+  DeviceToUser(right, top);
+  CKM_BinaryBuf& out = m_page.Operators();
+  m_state.SetFillColor(out, color);
+  out.AppendString(snk::FormatG(left) + ' ' + snk::FormatG(bottom) + ' ' + snk::FormatG(right - left) + ' ' +
+                   snk::FormatG(top - bottom) + " re f\n");
+  return 1;
 }

@@ -32,40 +32,45 @@ bool MakeFileIdentifier(std::string& id) {
 
 }  // namespace
 
-CKMC_DocumentWriter::~CKMC_DocumentWriter() { CloseOutputFile(); }
+CKMC_DocumentWriter::~CKMC_DocumentWriter() { CloseFile(); }
+
+void CKMC_DocumentWriter::SetFormat(uint32_t pdfVersion, bool pdfa) {
+  m_pdfVersion = pdfVersion;
+  m_pdfa = pdfa;
+}
+
+void CKMC_DocumentWriter::AttachFile(HANDLE file) { m_file = file; }
 
 void CKMC_DocumentWriter::WriteToFile(const void* data, size_t length) {
   DWORD written = 0;
   // Write results are not checked: a failing disk yields a broken file, and
   // the job still runs to its end.
-  WriteFile(outputFile, data, static_cast<DWORD>(length), &written, nullptr);
-  filePosition += static_cast<uint32_t>(length);
+  WriteFile(m_file, data, static_cast<DWORD>(length), &written, nullptr);
+  m_filePosition += static_cast<uint32_t>(length);
 }
 
-void CKMC_DocumentWriter::CloseOutputFile() {
-  if (outputFile == INVALID_HANDLE_VALUE) return;
-  FlushFileBuffers(outputFile);
-  CloseHandle(outputFile);
-  outputFile = INVALID_HANDLE_VALUE;
+void CKMC_DocumentWriter::CloseFile() {
+  if (m_file == INVALID_HANDLE_VALUE) return;
+  FlushFileBuffers(m_file);
+  CloseHandle(m_file);
+  m_file = INVALID_HANDLE_VALUE;
 }
 
-void CKMC_DocumentWriter::ResetWriterState() {
-  objectCount = 0;
-  filePosition = 0;
-  offsets.RemoveAll();
-  pageObjects.RemoveAll();
-  pagesObject = colorSpaceObject = extGStateObject = 0;
-  catalogObject = metadataObject = 0;
-  content.reset();
-  clipIdentity = 0;
-  pageFonts.RemoveAll();
-  pageImages.RemoveAll();
-  pageShadings.RemoveAll();
+void CKMC_DocumentWriter::Reset() {
+  m_objectCount = 0;
+  m_filePosition = 0;
+  m_offsets.RemoveAll();
+  m_pageObjects.RemoveAll();
+  m_catalogObject = m_metadataObject = 0;
+  m_content.reset();
+  m_pageFonts.RemoveAll();
+  m_pageImages.RemoveAll();
+  m_pageShadings.RemoveAll();
 }
 
 void CKMC_DocumentWriter::WriteIndirectObject(uint32_t number, CKMC_Object* object) {
-  if (offsets.GetSize() < number) offsets.SetSize(number);
-  offsets[number - 1] = filePosition;
+  if (m_offsets.GetSize() < number) m_offsets.SetSize(number);
+  m_offsets[number - 1] = m_filePosition;
   CKM_BinaryBuf buffer;
   buffer.AppendString(snk::FormatInteger(number));
   buffer.AppendString(" 0 obj\n");
@@ -75,19 +80,17 @@ void CKMC_DocumentWriter::WriteIndirectObject(uint32_t number, CKMC_Object* obje
 }
 
 void CKMC_DocumentWriter::WriteHeaderAndFixedObjects() {
-  if (pdfVersion >= 13 && pdfVersion <= 17) {
-    std::string header = "%PDF-1." + snk::FormatInteger(pdfVersion % 10) + "\n";
-    if (pdfa) header += kPdfaMark;
+  if (m_pdfVersion >= 13 && m_pdfVersion <= 17) {
+    std::string header = "%PDF-1." + snk::FormatInteger(m_pdfVersion % 10) + "\n";
+    if (m_pdfa) header += kPdfaMark;
     header += kBinaryMark;
     WriteToFile(header);
   }
-  pagesObject = 1;
-  colorSpaceObject = 2;
-  objectCount = 3;
+  m_objectCount = kProfileObject;
 
   // Object 2 has a form of its own, with a line end before "endobj".
-  offsets.SetSize(3);
-  offsets[1] = filePosition;
+  m_offsets.SetSize(kProfileObject);
+  m_offsets[kColorSpaceObject - 1] = m_filePosition;
   WriteToFile("2 0 obj\n[/ICCBased 3 0 R]\nendobj\n");
 
   CKMC_Stream profile;
@@ -95,21 +98,26 @@ void CKMC_DocumentWriter::WriteHeaderAndFixedObjects() {
   profile.dict.SetLiteral("/Filter", "/FlateDecode");
   auto icc = SrgbProfile();
   profile.data = CompressToString(icc.data(), icc.size());
-  WriteIndirectObject(3, &profile);
+  WriteIndirectObject(kProfileObject, &profile);
 
-  extGStateObject = NewObjectNumber();
+  const uint32_t extGState = NewObjectNumber();
   CKMC_Dictionary gs;
   gs.SetLiteral("/Type", "/ExtGState");
   gs.SetNumber("/ca", 0.498);
   gs.SetNumber("/CA", 0.498);
-  WriteIndirectObject(extGStateObject, &gs);
+  WriteIndirectObject(extGState, &gs);
 }
 
 void CKMC_DocumentWriter::BeginPageContent() {
-  content = std::make_unique<CKM_BinaryBuf>();
-  clipIdentity = 0;
-  pageFonts.RemoveAll();
-  content->AppendString("/CS1 cs /CS1 CS ");
+  m_content = std::make_unique<CKM_BinaryBuf>();
+  m_pageFonts.RemoveAll();
+  m_content->AppendString("/CS1 cs /CS1 CS ");
+}
+
+void CKMC_DocumentWriter::UseFont(uint32_t number) {
+  for (uint32_t used : m_pageFonts)
+    if (used == number) return;
+  m_pageFonts.Add(number);
 }
 
 CKM_ByteString CKMC_DocumentWriter::BuildResourceText() const {
@@ -120,63 +128,63 @@ CKM_ByteString CKMC_DocumentWriter::BuildResourceText() const {
     }
   };
   std::string text = "<</Font <<";
-  entries(text, "/F", pageFonts);
+  entries(text, "/F", m_pageFonts);
   text += ">> /Shading <<";
-  entries(text, "/Sh", pageShadings);
+  entries(text, "/Sh", m_pageShadings);
   text += ">> /XObject <<";
-  entries(text, "/Im", pageImages);
-  text += ">> /ColorSpace <</CS1 " + snk::FormatInteger(colorSpaceObject) + " 0 R ";
-  text += ">> /ExtGState <</GS0 " + snk::FormatInteger(extGStateObject) + " 0 R>> >>";
+  entries(text, "/Im", m_pageImages);
+  text += ">> /ColorSpace <</CS1 " + snk::FormatInteger(kColorSpaceObject) + " 0 R ";
+  text += ">> /ExtGState <</GS0 " + snk::FormatInteger(kExtGStateObject) + " 0 R>> >>";
   return CKM_ByteString(std::move(text));
 }
 
 void CKMC_DocumentWriter::FinishPage() {
-  if (!content) BeginPageContent();
-  if (clipIdentity) content->AppendString("Q ");
+  if (!m_content) BeginPageContent();
 
   CKMC_Stream stream;
   stream.dict.SetLiteral("/Filter", "/FlateDecode");
-  stream.data = CompressToString(content->GetBuffer(), content->GetSize());
+  stream.data = CompressToString(m_content->GetBuffer(), m_content->GetSize());
   uint32_t contentObject = NewObjectNumber();
   WriteIndirectObject(contentObject, &stream);
 
+  const CKMC_PageGeometry& g = m_geometry;
   CKMC_Dictionary page;
   page.SetLiteral("/Type", "/Page");
-  page.SetReference("/Parent", pagesObject);
+  page.SetReference("/Parent", kPagesObject);
   page.SetReference("/Contents", contentObject);
   page.SetLiteral("/Resources", BuildResourceText());
   page.SetNumber("/PageIndex", static_cast<double>(PageCount() + 1));
-  page.SetLiteral("/MediaBox", CKM_ByteString("[0 0 " + snk::FormatG(pageWidthPixels * pixelToPoint) + " " +
-                                              snk::FormatG(pageHeightPixels * pixelToPoint) + "]"));
+  page.SetLiteral("/MediaBox", CKM_ByteString("[0 0 " + snk::FormatG(g.widthPixels * g.pixelToPoint) + " " +
+                                              snk::FormatG(g.heightPixels * g.pixelToPoint) + "]"));
   uint32_t pageObject = NewObjectNumber();
   WriteIndirectObject(pageObject, &page);
-  pageObjects.Add(pageObject);
+  m_pageObjects.Add(pageObject);
 
-  content.reset();
-  pageFonts.RemoveAll();
-  pageImages.RemoveAll();
-  pageShadings.RemoveAll();
+  m_content.reset();
+  m_pageFonts.RemoveAll();
+  m_pageImages.RemoveAll();
+  m_pageShadings.RemoveAll();
 }
 
 void CKMC_DocumentWriter::WritePageTree() {
   std::string kids = "[";
-  for (uint32_t page : pageObjects) kids += snk::FormatInteger(page) + " 0 R ";
+  for (uint32_t page : m_pageObjects) kids += snk::FormatInteger(page) + " 0 R ";
   kids += "]";
   CKMC_Dictionary tree;
   tree.SetLiteral("/Type", "/Pages");
   tree.SetLiteral("/Kids", CKM_ByteString(std::move(kids)));
   tree.SetNumber("/Count", static_cast<double>(PageCount()));
-  WriteIndirectObject(pagesObject, &tree);
+  WriteIndirectObject(kPagesObject, &tree);
 }
 
 void CKMC_DocumentWriter::WriteCatalog() {
   CKMC_Dictionary catalog;
-  metadataObject = pdfa ? NewObjectNumber() : 0;
-  if (metadataObject) catalog.SetReference("/Metadata", metadataObject);
+  m_metadataObject = m_pdfa ? NewObjectNumber() : 0;
+  if (m_metadataObject) catalog.SetReference("/Metadata", m_metadataObject);
   catalog.SetLiteral("/Type", "/Catalog");
-  catalog.SetReference("/Pages", pagesObject);
-  catalogObject = NewObjectNumber();
-  WriteIndirectObject(catalogObject, &catalog);
+  catalog.SetReference("/Pages", kPagesObject);
+  m_catalogObject = NewObjectNumber();
+  WriteIndirectObject(m_catalogObject, &catalog);
 }
 
 void CKMC_DocumentWriter::WriteDocumentTail(const DocumentInfoText& text) {
@@ -188,32 +196,32 @@ void CKMC_DocumentWriter::WriteDocumentTail(const DocumentInfoText& text) {
   uint32_t infoObject = NewObjectNumber();
   WriteIndirectObject(infoObject, &info);
 
-  if (metadataObject) {
+  if (m_metadataObject) {
     CKMC_Stream metadata;
     BuildMetadataStream(metadata, text, FormatXmpDate(now.local, offset));
-    WriteIndirectObject(metadataObject, &metadata);
+    WriteIndirectObject(m_metadataObject, &metadata);
   }
 
-  WriteCrossReferenceAndTrailer(catalogObject, infoObject);
-  CloseOutputFile();
+  WriteCrossReferenceAndTrailer(m_catalogObject, infoObject);
+  CloseFile();
 }
 
 void CKMC_DocumentWriter::WriteCrossReferenceAndTrailer(uint32_t catalog, uint32_t info) {
-  uint32_t tableStart = filePosition;
-  if (offsets.GetSize() < objectCount) offsets.SetSize(objectCount);
-  std::string table = "xref\n0 " + snk::FormatInteger(objectCount + 1) + "\n";
+  uint32_t tableStart = m_filePosition;
+  if (m_offsets.GetSize() < m_objectCount) m_offsets.SetSize(m_objectCount);
+  std::string table = "xref\n0 " + snk::FormatInteger(m_objectCount + 1) + "\n";
   table += "0000000000 65536 f\r\n";
-  for (uint32_t n = 1; n <= objectCount; ++n) {
-    uint32_t offset = offsets[n - 1];
+  for (uint32_t n = 1; n <= m_objectCount; ++n) {
+    uint32_t offset = m_offsets[n - 1];
     table += snk::FormatOffset(static_cast<int32_t>(offset));
     table += offset ? " 00000 n\r\n" : " 00000 f\r\n";
   }
   WriteToFile(table);
 
-  std::string trailer = "trailer\n<</Size " + snk::FormatInteger(objectCount + 1) + " /Root " +
+  std::string trailer = "trailer\n<</Size " + snk::FormatInteger(m_objectCount + 1) + " /Root " +
                         snk::FormatInteger(catalog) + " 0 R /Info " + snk::FormatInteger(info) + " 0 R";
   std::string id;
-  if (pdfa && MakeFileIdentifier(id)) trailer += " /ID [<" + id + "><" + id + ">]";
+  if (m_pdfa && MakeFileIdentifier(id)) trailer += " /ID [<" + id + "><" + id + ">]";
   trailer += ">>\nstartxref\n" + snk::FormatInteger(tableStart) + "\n%%EOF";
   WriteToFile(trailer);
 }

@@ -225,13 +225,13 @@ TEST_F(DocumentInProcess, WithoutTheSettingsStoreTheFileStaysUnfinished) {
   CKMC_CoreModule::Shutdown();
   std::string path = (Dir() / "open.pdf").string();
   CKMC_Document document;
-  document.outputFile = CreateFileW(CKM_WideString::FromUTF8(path).c_str(), GENERIC_WRITE, 0, nullptr,
-                                    CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-  ASSERT_NE(document.outputFile, INVALID_HANDLE_VALUE);
-  document.WriteHeaderAndFixedObjects();
+  document.writer.AttachFile(CreateFileW(CKM_WideString::FromUTF8(path).c_str(), GENERIC_WRITE, 0, nullptr,
+                                         CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+  ASSERT_TRUE(document.writer.HasFile());
+  document.writer.WriteHeaderAndFixedObjects();
   EXPECT_FALSE(document.EndDocument());
-  EXPECT_NE(document.outputFile, INVALID_HANDLE_VALUE);
-  FlushFileBuffers(document.outputFile);
+  EXPECT_TRUE(document.writer.HasFile());
+  FlushFileBuffers(document.writer.File());
   std::string pdf = snk::test::ReadFile(path);
   EXPECT_EQ(pdf.size() - pdf.rfind("/Type /Catalog \n>>\nendobj\n"), 26u);
   EXPECT_EQ(pdf.find("/Producer"), std::string::npos);

@@ -20,8 +20,8 @@
 #include "modules/plugin_modules.h"
 #include "platform/win32.h"
 #include "platform/winddi.h"
-#include "test_support.h"
 #include "services/core_module.h"
+#include "test_support.h"
 #include "writer/document_writer.h"
 
 namespace snk::test {
@@ -158,7 +158,7 @@ inline std::vector<std::pair<std::string, std::string>> Tables(const TinyFace& f
   if (face.fsType) {
     std::string os2(78, '\0');
     os2[4] = 0x01, os2[5] = static_cast<char>(0x90);  // weight 400
-    os2[7] = 5;                                         // normal width
+    os2[7] = 5;                                       // normal width
     os2[8] = static_cast<char>(*face.fsType >> 8), os2[9] = static_cast<char>(*face.fsType & 0xFF);
     tables.insert(tables.begin(), {"OS/2", os2});
   }
@@ -298,19 +298,17 @@ class WriterTest : public HostTest {
  protected:
   void SetUp() override {
     HostTest::SetUp();
-    writer_.objectCount = 4;
-    writer_.outputFile = CreateFileW(Path("objects").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                                     FILE_ATTRIBUTE_NORMAL, nullptr);
+    while (writer_.ObjectCount() < 4) writer_.NewObjectNumber();
+    writer_.AttachFile(CreateFileW(Path("objects").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                                   FILE_ATTRIBUTE_NORMAL, nullptr));
   }
   void TearDown() override {
-    if (writer_.outputFile != INVALID_HANDLE_VALUE) CloseHandle(writer_.outputFile);
-    writer_.outputFile = INVALID_HANDLE_VALUE;
+    writer_.CloseFile();
     HostTest::TearDown();
   }
   // Everything written so far.
   std::string Objects() {
-    CloseHandle(writer_.outputFile);
-    writer_.outputFile = INVALID_HANDLE_VALUE;
+    writer_.CloseFile();
     return ReadFile(Dir() / "objects");
   }
 

@@ -49,7 +49,7 @@ class BitmapCapture : public ::testing::Test {
     so_.sizlBitmap = SIZEL{8, 4};
     so_.pvBits = so_.pvScan0 = bits_.data();
     so_.lDelta = 32;
-    writer_.objectCount = 10;
+    while (writer_.ObjectCount() < 10) writer_.NewObjectNumber();
   }
 
   std::unique_ptr<ImageData> Capture(ULONG format, RECTL rect, XLATEOBJ* xlate = nullptr) {
@@ -92,7 +92,7 @@ TEST_F(BitmapCapture, IndexedDepthsCopyBytesFromALeftCountedInBytes) {
   EXPECT_EQ(image->bits, 8u);
   EXPECT_EQ(image->paletteCount, 0u);
   EXPECT_EQ(Bytes(*image), Bytes({67, 68, 69, 99, 100, 101}));
-  EXPECT_EQ(writer_.objectCount, 13u);
+  EXPECT_EQ(writer_.ObjectCount(), 13u);
 }
 
 TEST_F(BitmapCapture, DeeperSourcesStartThreeBytesAPixelInAndReadWholeWords) {
@@ -137,17 +137,17 @@ TEST_F(BitmapCapture, BottomUpRowsAndBytesOutsideTheBitmap) {
 
   // Nothing to read, or a reversed rectangle: no image and no number. An
   // empty height still makes one, without pixels.
-  uint32_t count = writer_.objectCount;
+  uint32_t count = writer_.ObjectCount();
   EXPECT_FALSE(Capture(BMF_24BPP, RECTL{4, 2, 3, 3}));
   EXPECT_FALSE(Capture(BMF_24BPP, RECTL{0, 2, 3, 1}));
   so_.pvScan0 = nullptr;
   EXPECT_FALSE(Capture(BMF_24BPP, RECTL{0, 0, 1, 1}));
-  EXPECT_EQ(writer_.objectCount, count);
+  EXPECT_EQ(writer_.ObjectCount(), count);
   so_.pvScan0 = bits_.data();
   image = Capture(BMF_24BPP, RECTL{0, 2, 3, 2});
   ASSERT_TRUE(image);
   EXPECT_EQ(image->size, 0u);
-  EXPECT_EQ(writer_.objectCount, count + 1);
+  EXPECT_EQ(writer_.ObjectCount(), count + 1);
 }
 
 // A baseline JPEG of `width` x `height` with `components` 1 (grey) or 3.

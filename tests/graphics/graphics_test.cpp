@@ -55,32 +55,29 @@ LINEATTRS Geometric(float width, ULONG cap = ENDCAP_ROUND, ULONG join = JOIN_ROU
 class Graphics : public ::testing::Test {
  protected:
   void SetUp() override {
-    writer_.pageWidthPixels = 1000;
-    writer_.pageHeightPixels = 1000;
-    writer_.pixelToPoint = 72.0 / 300;
+    writer_.SetGeometry(CKMC_PageGeometry{1000, 1000, 72.0 / 300});
     writer_.BeginPageContent();
     g_.StartPage();
-    writer_.content->Clear();
+    writer_.Content().Clear();
   }
 
   // What was written since the last call.
   std::string Take() {
-    std::string text(writer_.content->view());
-    writer_.content->Clear();
+    std::string text(writer_.Content().view());
+    writer_.Content().Clear();
     return text;
   }
 
   void Fill(HostPath& path, HostBrush& brush, MIX mix = 0x0D0D, FLONG options = FP_ALTERNATEMODE) {
-    g_.PaintPath(&surface_, &path.po, nullptr, nullptr, &brush.bo, nullptr, mix, options);
+    g_.Paths().PaintPath(&surface_, &path.po, nullptr, nullptr, &brush.bo, nullptr, mix, options);
   }
   void Stroke(HostPath& path, HostBrush& brush, LINEATTRS line, XFORMOBJ* xform = nullptr, MIX mix = 0x0D0D) {
-    g_.PaintPath(&surface_, &path.po, xform, &brush.bo, nullptr, &line, mix, 0);
+    g_.Paths().PaintPath(&surface_, &path.po, xform, &brush.bo, nullptr, &line, mix, 0);
   }
 
   CKMC_DocumentWriter writer_;
-  uint32_t gdiPunt_ = 1;
-  uint32_t cancelled_ = 0;
-  CKMC_Graphics g_{writer_, gdiPunt_, cancelled_};
+  CKMC_GraphicsSwitches switches_;
+  CKMC_Graphics g_{writer_, switches_};
   SURFOBJ surface_{};  // stands for the page surface; never read
 };
 
@@ -93,25 +90,25 @@ TEST_F(Graphics, ColourAndWidthCachesHoldUntilQ) {
   EXPECT_EQ(Take(), std::string(kBoxMapped) + "f \n");
 
   // A "Q " empties the cache; the last fill colour stays.
-  g_.ResetGraphicCache();
+  g_.State().Forget();
   Fill(box, red);
   EXPECT_EQ(Take(), std::string("0.24 w [] 0 d 1 0 0 sc ") + kBoxMapped + "f* \n");
-  EXPECT_EQ(g_.lastFillColor, kRed);
+  EXPECT_EQ(g_.State().LastFillColor(), kRed);
 
   // Components with three decimals; the top byte is not written but makes
   // the word differ.
-  g_.SetFillColor(*writer_.content, 0x00FF8000);
-  g_.SetFillColor(*writer_.content, 0xFFFFFFFF);
-  g_.SetFillColor(*writer_.content, 0x00FFFFFF);
-  g_.SetStrokeColor(*writer_.content, 0x00FFFFFF);
-  g_.SetStrokeColor(*writer_.content, 0x00FFFFFF);
+  g_.State().SetFillColor(writer_.Content(), 0x00FF8000);
+  g_.State().SetFillColor(writer_.Content(), 0xFFFFFFFF);
+  g_.State().SetFillColor(writer_.Content(), 0x00FFFFFF);
+  g_.State().SetStrokeColor(writer_.Content(), 0x00FFFFFF);
+  g_.State().SetStrokeColor(writer_.Content(), 0x00FFFFFF);
   EXPECT_EQ(Take(), "0 0.502 1 sc 1 1 1 sc 1 1 1 sc 1 1 1 SC ");
-  EXPECT_EQ(g_.lastStrokeColor, 0x00FFFFFFu);
+  EXPECT_EQ(g_.State().LastStrokeColor(), 0x00FFFFFFu);
 
   // The width is cached with its sign but written without it.
-  g_.SetLineWidth(*writer_.content, -2.5);
-  g_.SetLineWidth(*writer_.content, -2.5);
-  g_.SetLineWidth(*writer_.content, 2.5);
+  g_.SetLineWidth(writer_.Content(), -2.5);
+  g_.SetLineWidth(writer_.Content(), -2.5);
+  g_.SetLineWidth(writer_.Content(), 2.5);
   EXPECT_EQ(Take(), "2.5 w 2.5 w ");
 }
 
@@ -141,7 +138,7 @@ TEST_F(Graphics, LineWidthsCapsJoinsAndDash) {
   EXPECT_EQ(Take(), std::string("0.08 w 0 j 0.1 M ") + kBoxMapped + "S \n");
 
   // A styled line writes no dash; it keeps what the stream holds.
-  g_.ResetGraphicCache();
+  g_.State().Forget();
   LINEATTRS styled = Cosmetic();
   FLOAT_LONG style[2] = {};
   styled.pstyle = style;
@@ -170,7 +167,7 @@ TEST_F(Graphics, StrokeWithTransformWritesDeviceUnitsUnderTheBaseMatrix) {
   Stroke(box, black, Cosmetic(), &mirror.xo);
   EXPECT_EQ(Take(),
             std::string("q 0.24 0 0 -0.24 0 240 cm 2 w 0 J 0 j [] 0 d 0 0 0 SC ") + kBoxDevice + "S Q \n");
-  EXPECT_FALSE(g_.lineWidthKnown);
+  EXPECT_FALSE(g_.State().LineWidthKnown());
 }
 
 TEST_F(Graphics, PaintingOperatorFollowsBrushesAndFillMode) {
@@ -188,8 +185,8 @@ TEST_F(Graphics, PaintingOperatorFollowsBrushesAndFillMode) {
                {false, FP_ALTERNATEMODE, "f* "},
                {false, 0, "n "}};
   for (const Case& c : cases) {
-    g_.PaintPath(&surface_, &dot.po, nullptr, c.stroke ? &red.bo : nullptr, &red.bo, nullptr, 0x0D0D,
-                 c.options);
+    g_.Paths().PaintPath(&surface_, &dot.po, nullptr, c.stroke ? &red.bo : nullptr, &red.bo, nullptr, 0x0D0D,
+                         c.options);
     std::string text = Take();
     EXPECT_EQ(text.substr(text.find("0.24 239.52 m ")), std::string("0.24 239.52 m ") + c.op + "\n") << c.op;
   }
@@ -202,11 +199,11 @@ TEST_F(Graphics, PathOperatorsForCurvesAndSubpaths) {
   path.CloseFigure();
   path.MoveTo({8, 8});
   path.LineTo({24, 8});
-  EXPECT_EQ(g_.WritePathOperators(&path.po, false).view(), "0 0 m 1 0 2 1 2 2 c h 0.5 0.5 m 1.5 0.5 l ");
+  EXPECT_EQ(PathOperators(&path.po, nullptr).view(), "0 0 m 1 0 2 1 2 2 c h 0.5 0.5 m 1.5 0.5 l ");
   // Mapped, and the enumeration restarts for a second walk.
-  EXPECT_EQ(g_.WritePathOperators(&path.po, true).view(),
+  EXPECT_EQ(PathOperators(&path.po, &writer_.Geometry()).view(),
             "0 240 m 0.24 240 0.48 239.76 0.48 239.52 c h 0.12 239.88 m 0.36 239.88 l ");
-  EXPECT_EQ(g_.WritePathOperators(nullptr, true).view(), "");
+  EXPECT_EQ(PathOperators(nullptr, &writer_.Geometry()).view(), "");
 }
 
 TEST_F(Graphics, PathMixTable) {
@@ -217,10 +214,10 @@ TEST_F(Graphics, PathMixTable) {
   EXPECT_NE(Take().find("0 0 0 sc "), std::string::npos);
   Fill(box, blue, 0x0404);  // the complement, top byte included
   EXPECT_NE(Take().find("1 1 0 sc "), std::string::npos);
-  EXPECT_EQ(g_.fillColor, ~kBlue);
+  EXPECT_EQ(g_.Colors().fill, ~kBlue);
 
   // Mask-pen fills paint with the last fill colour, whatever the brush.
-  g_.lastFillColor = 0x00FF00;
+  g_.State().SetLastFillColor(0x00FF00);
   Fill(box, blue, 0x0909);
   EXPECT_NE(Take().find("0 1 0 sc "), std::string::npos);
 
@@ -229,53 +226,53 @@ TEST_F(Graphics, PathMixTable) {
   HostBrush hatch = HostBrush::Hatch(snk::engine::HS_CROSS, kRed, 0xFFFFFF);
   Fill(box, hatch, 0x0D0D);
   EXPECT_NE(Take().find("1 1 1 sc "), std::string::npos);
-  EXPECT_EQ(g_.dirtyRegion.Count(), 0);
+  EXPECT_EQ(g_.Images().DirtyRegion().Count(), 0);
 
   // R2_WHITE (16) is not black, nor white: it is not expressible. The path's
   // pixel bounds go to the engine's list.
   Fill(box, blue, 0x1010);
   EXPECT_EQ(Take(), "");
-  ASSERT_EQ(g_.dirtyRegion.Count(), 1);
-  EXPECT_EQ(g_.dirtyRegion[0].left, 10);
-  EXPECT_EQ(g_.dirtyRegion[0].bottom, 70);
+  ASSERT_EQ(g_.Images().DirtyRegion().Count(), 1);
+  EXPECT_EQ(g_.Images().DirtyRegion()[0].left, 10);
+  EXPECT_EQ(g_.Images().DirtyRegion()[0].bottom, 70);
   // Mask-pen is a fill's operation only; the fill byte is judged on its own.
   Stroke(box, blue, Cosmetic(), nullptr, 0x0909);
   Fill(box, blue, 0x060D);  // a fill goes by the second byte alone
   EXPECT_EQ(Take(), "");
   // Each call flushes first; the fixture's surface has no bits, so the
   // earlier areas are dropped and only the last one waits.
-  EXPECT_EQ(g_.dirtyRegion.Count(), 1);
+  EXPECT_EQ(g_.Images().DirtyRegion().Count(), 1);
 
   // Without the engine's drawing the path is simply lost.
-  gdiPunt_ = 0;
+  switches_.gdiPunt = 0;
   Fill(box, blue, 0x0606);
   EXPECT_EQ(Take(), "");
-  EXPECT_EQ(g_.dirtyRegion.Count(), 1);
+  EXPECT_EQ(g_.Images().DirtyRegion().Count(), 1);
 }
 
 TEST_F(Graphics, LinesThroughPixelCentresAndTheirMixes) {
   HostBrush blue = HostBrush::Solid(kBlue);
-  g_.PaintLine(&surface_, 0, 0, 10, 0, &blue.bo, R2_COPYPEN);
+  g_.Paths().PaintLine(&surface_, 0, 0, 10, 0, &blue.bo, R2_COPYPEN);
   EXPECT_EQ(Take(), "0 0 1 SC 0.24 w [] 0 d 0.12 239.88 m 2.52 239.88 l S ");
-  g_.PaintLine(&surface_, 10, 0, 10, 20, &blue.bo, R2_COPYPEN);
+  g_.Paths().PaintLine(&surface_, 10, 0, 10, 20, &blue.bo, R2_COPYPEN);
   EXPECT_EQ(Take(), "2.52 239.88 m 2.52 235.08 l S ");
-  g_.PaintLine(&surface_, 0, 0, 1, 1, &blue.bo, R2_NOTCOPYPEN);
+  g_.Paths().PaintLine(&surface_, 0, 0, 1, 1, &blue.bo, R2_NOTCOPYPEN);
   EXPECT_EQ(Take(), "1 1 0 SC 0.12 239.88 m 0.36 239.64 l S ");
-  g_.PaintLine(&surface_, 0, 0, 1, 1, &blue.bo, R2_BLACK | R2_BLACK << 8);
+  g_.Paths().PaintLine(&surface_, 0, 0, 1, 1, &blue.bo, R2_BLACK | R2_BLACK << 8);
   EXPECT_EQ(Take(), "0 0 0 SC 0.12 239.88 m 0.36 239.64 l S ");
 
   // A no-op line leaves no trace at all.
-  g_.PaintLine(&surface_, 0, 0, 50, 50, &blue.bo, R2_NOP);
+  g_.Paths().PaintLine(&surface_, 0, 0, 50, 50, &blue.bo, R2_NOP);
   EXPECT_EQ(Take(), "");
-  EXPECT_EQ(g_.dirtyRegion.Count(), 0);
+  EXPECT_EQ(g_.Images().DirtyRegion().Count(), 0);
   // R2_WHITE's low bits are 0: for the engine. A horizontal one has no area
   // and vanishes; a slanted one leaves its box.
-  g_.PaintLine(&surface_, 5, 5, 50, 5, &blue.bo, R2_WHITE);
-  EXPECT_EQ(g_.dirtyRegion.Count(), 0);
-  g_.PaintLine(&surface_, 50, 60, -5, 5, &blue.bo, R2_WHITE);
+  g_.Paths().PaintLine(&surface_, 5, 5, 50, 5, &blue.bo, R2_WHITE);
+  EXPECT_EQ(g_.Images().DirtyRegion().Count(), 0);
+  g_.Paths().PaintLine(&surface_, 50, 60, -5, 5, &blue.bo, R2_WHITE);
   EXPECT_EQ(Take(), "");
-  ASSERT_EQ(g_.dirtyRegion.Count(), 1);
-  const RECTL& r = g_.dirtyRegion[0];
+  ASSERT_EQ(g_.Images().DirtyRegion().Count(), 1);
+  const RECTL& r = g_.Images().DirtyRegion()[0];
   EXPECT_EQ((std::array<LONG, 4>{r.left, r.top, r.right, r.bottom}), (std::array<LONG, 4>{0, 5, 50, 60}));
 }
 
@@ -286,48 +283,48 @@ TEST_F(Graphics, ClipTextDecidesWhatIsWritten) {
   const char kClip[] = "q 24 144 96 72 re W* n 24 216 m 120 216 l 120 144 l 24 144 l h W* n\n";
 
   // A rectangle clip without a drawing's bounds always applies.
-  g_.SetFillColor(*writer_.content, kRed);
+  g_.State().SetFillColor(writer_.Content(), kRed);
   Take();
-  g_.SelectClip(&surface_, &clip.co, nullptr);
+  g_.Clip().SelectClip(&surface_, &clip.co, nullptr);
   EXPECT_EQ(Take(), kClip);
-  EXPECT_EQ(writer_.clipIdentity, 7u);
+  EXPECT_EQ(g_.Clip().ClipIdentity(), 7u);
 
   // The same region under another identity costs nothing, and the cache
   // survives.
   HostClip same(Region(RECTL{100, 100, 500, 400}), nullptr, 8);
-  g_.SelectClip(&surface_, &same.co, nullptr);
+  g_.Clip().SelectClip(&surface_, &same.co, nullptr);
   EXPECT_EQ(Take(), "");
-  EXPECT_EQ(writer_.clipIdentity, 8u);
-  EXPECT_TRUE(g_.fillColorKnown);
+  EXPECT_EQ(g_.Clip().ClipIdentity(), 8u);
+  EXPECT_TRUE(g_.Colors().fillKnown);
 
   // Bounds inside the rectangle, or one pixel beyond its right and bottom
   // edges, need no clip: the open one is closed.
   RECTL inside{100, 100, 501, 401};
-  g_.SelectClip(&surface_, &same.co, &inside);
+  g_.Clip().SelectClip(&surface_, &same.co, &inside);
   EXPECT_EQ(Take(), "Q ");
-  EXPECT_EQ(writer_.clipIdentity, 0u);
-  EXPECT_FALSE(g_.fillColorKnown);
+  EXPECT_EQ(g_.Clip().ClipIdentity(), 0u);
+  EXPECT_FALSE(g_.Colors().fillKnown);
   RECTL beyond{100, 100, 502, 400};
-  g_.SelectClip(&surface_, &same.co, &beyond);
+  g_.Clip().SelectClip(&surface_, &same.co, &beyond);
   EXPECT_EQ(Take(), kClip);
 
   // A region without an identity is stored as -1 and still counts as open.
   HostClip other(Region(RECTL{0, 0, 10, 10}), nullptr, 0);
-  g_.SelectClip(&surface_, &other.co, nullptr);
+  g_.Clip().SelectClip(&surface_, &other.co, nullptr);
   EXPECT_EQ(Take(), "Q q 0 237.6 2.4 2.4 re W* n 0 240 m 2.4 240 l 2.4 237.6 l 0 237.6 l h W* n\n");
-  EXPECT_EQ(writer_.clipIdentity, 0xFFFFFFFFu);
+  EXPECT_EQ(g_.Clip().ClipIdentity(), 0xFFFFFFFFu);
   other.co.iDComplexity = DC_TRIVIAL;
-  g_.SelectClip(&surface_, &other.co, nullptr);
+  g_.Clip().SelectClip(&surface_, &other.co, nullptr);
   EXPECT_EQ(Take(), "Q ");
-  EXPECT_EQ(g_.clipText.view(), "");
+  EXPECT_EQ(g_.Clip().ClipText().view(), "");
 
   // With no clip open, no clip writes nothing and leaves the engine's areas
   // alone (no flush, which without a surface would drop them).
   RECTL area{1, 1, 5, 5};
-  g_.AddDirtyRect(area);
-  g_.SelectClip(nullptr, nullptr, nullptr);
+  g_.Images().AddDirtyRect(area);
+  g_.Clip().SelectClip(nullptr, nullptr, nullptr);
   EXPECT_EQ(Take(), "");
-  EXPECT_EQ(g_.dirtyRegion.Count(), 1);
+  EXPECT_EQ(g_.Images().DirtyRegion().Count(), 1);
 }
 
 TEST_F(Graphics, ComplexClipIsTheBoundsAndEveryRectangle) {
@@ -336,7 +333,7 @@ TEST_F(Graphics, ComplexClipIsTheBoundsAndEveryRectangle) {
   HostClip clip(region, nullptr, 3);
   ASSERT_EQ(clip.co.iDComplexity, DC_COMPLEX);
   RECTL small{1, 1, 2, 2};  // bounds are only looked at for a rectangle
-  g_.SelectClip(&surface_, &clip.co, &small);
+  g_.Clip().SelectClip(&surface_, &clip.co, &small);
   EXPECT_EQ(Take(),
             "q 0 237.6 7.2 2.4 re W* n "
             "0 240 m 2.4 240 l 2.4 238.8 l 0 238.8 l h "
@@ -347,57 +344,57 @@ TEST_F(Graphics, ComplexClipIsTheBoundsAndEveryRectangle) {
 TEST_F(Graphics, SolidRectangles) {
   HostBrush red = HostBrush::Solid(kRed);
   RECTL rect{100, 200, 700, 250};
-  EXPECT_EQ(g_.PaintRectangle(&surface_, rect, &red.bo, ROP3_PATCOPY | ROP3_PATCOPY << 8), 1);
+  EXPECT_EQ(g_.Paths().PaintRectangle(&surface_, rect, &red.bo, ROP3_PATCOPY | ROP3_PATCOPY << 8), 1);
   EXPECT_EQ(Take(), "1 0 0 sc 24 180 144 12 re f\n");
-  EXPECT_EQ(g_.PaintRectangle(&surface_, rect, &red.bo, ROP3_NOTPATCOPY), 1);
+  EXPECT_EQ(g_.Paths().PaintRectangle(&surface_, rect, &red.bo, ROP3_NOTPATCOPY), 1);
   EXPECT_EQ(Take(), "0 1 1 sc 24 180 144 12 re f\n");
-  EXPECT_EQ(g_.PaintRectangle(&surface_, rect, nullptr, ROP3_BLACKNESS), 1);
-  EXPECT_EQ(g_.PaintRectangle(&surface_, rect, nullptr, ROP3_WHITENESS), 1);
+  EXPECT_EQ(g_.Paths().PaintRectangle(&surface_, rect, nullptr, ROP3_BLACKNESS), 1);
+  EXPECT_EQ(g_.Paths().PaintRectangle(&surface_, rect, nullptr, ROP3_WHITENESS), 1);
   EXPECT_EQ(Take(), "0 0 0 sc 24 180 144 12 re f\n1 1 1 sc 24 180 144 12 re f\n");
 
   // Patterns, missing brushes and other operations are for the engine.
   HostBrush hatch = HostBrush::Hatch(snk::engine::HS_CROSS, kRed, 0xFFFFFF);
-  EXPECT_EQ(g_.PaintRectangle(&surface_, rect, &hatch.bo, ROP3_PATCOPY), 0);
-  EXPECT_EQ(g_.PaintRectangle(&surface_, rect, nullptr, ROP3_PATCOPY), 0);
-  EXPECT_EQ(g_.PaintRectangle(&surface_, rect, &red.bo, ROP3_PATINVERT), 0);
+  EXPECT_EQ(g_.Paths().PaintRectangle(&surface_, rect, &hatch.bo, ROP3_PATCOPY), 0);
+  EXPECT_EQ(g_.Paths().PaintRectangle(&surface_, rect, nullptr, ROP3_PATCOPY), 0);
+  EXPECT_EQ(g_.Paths().PaintRectangle(&surface_, rect, &red.bo, ROP3_PATINVERT), 0);
   EXPECT_EQ(Take(), "");
 
   // A cancelled job counts everything as done and writes nothing.
-  cancelled_ = 1;
-  EXPECT_EQ(g_.PaintRectangle(&surface_, rect, &hatch.bo, ROP3_PATCOPY), 1);
+  switches_.jobCancelled = 1;
+  EXPECT_EQ(g_.Paths().PaintRectangle(&surface_, rect, &hatch.bo, ROP3_PATCOPY), 1);
   HostPath box = Box();
   Fill(box, red);
-  g_.PaintLine(&surface_, 0, 0, 5, 5, &red.bo, R2_COPYPEN);
+  g_.Paths().PaintLine(&surface_, 0, 0, 5, 5, &red.bo, R2_COPYPEN);
   HostClip clip(Region(RECTL{1, 1, 5, 5}), nullptr, 4);
-  g_.SelectClip(&surface_, &clip.co, nullptr);
-  g_.AddDirtyRect(rect);
+  g_.Clip().SelectClip(&surface_, &clip.co, nullptr);
+  g_.Images().AddDirtyRect(rect);
   EXPECT_EQ(Take(), "");
-  EXPECT_EQ(g_.dirtyRegion.Count(), 0);
+  EXPECT_EQ(g_.Images().DirtyRegion().Count(), 0);
 }
 
 TEST_F(Graphics, DirtyListClampsGrowsAndFlushes) {
   RECTL outside{-5, -7, 1200, 1100};
-  g_.AddDirtyRect(outside);
+  g_.Images().AddDirtyRect(outside);
   EXPECT_EQ((std::array<LONG, 4>{outside.left, outside.top, outside.right, outside.bottom}),
             (std::array<LONG, 4>{0, 0, 1000, 1000}));
   RECTL empty{1000, 5, 1010, 20};  // nothing left on the page
-  g_.AddDirtyRect(empty);
-  ASSERT_EQ(g_.dirtyRegion.Count(), 1);
-  EXPECT_EQ(g_.dirtyRegion.Capacity(), 256u);
+  g_.Images().AddDirtyRect(empty);
+  ASSERT_EQ(g_.Images().DirtyRegion().Count(), 1);
+  EXPECT_EQ(g_.Images().DirtyRegion().Capacity(), 256u);
   for (int i = 0; i < 256; ++i) {
     RECTL r{i, 0, i + 1, 1};
-    g_.AddDirtyRect(r);
+    g_.Images().AddDirtyRect(r);
   }
-  EXPECT_EQ(g_.dirtyRegion.Count(), 257);
-  EXPECT_EQ(g_.dirtyRegion.Capacity(), 512u);
-  EXPECT_EQ(g_.dirtyRegion[256].left, 255);
+  EXPECT_EQ(g_.Images().DirtyRegion().Count(), 257);
+  EXPECT_EQ(g_.Images().DirtyRegion().Capacity(), 512u);
+  EXPECT_EQ(g_.Images().DirtyRegion()[256].left, 255);
 
   // A surface without bits has nothing to cut the areas from: they go.
-  g_.FlushDeferredBitmaps(&surface_);
-  EXPECT_EQ(g_.dirtyRegion.Count(), 0);
-  g_.FlushDeferredBitmaps(nullptr);
-  EXPECT_EQ(g_.dirtyRegion.Count(), 0);
-  EXPECT_EQ(g_.dirtyRegion.Capacity(), 512u);
+  g_.Images().FlushDeferredBitmaps(&surface_);
+  EXPECT_EQ(g_.Images().DirtyRegion().Count(), 0);
+  g_.Images().FlushDeferredBitmaps(nullptr);
+  EXPECT_EQ(g_.Images().DirtyRegion().Count(), 0);
+  EXPECT_EQ(g_.Images().DirtyRegion().Capacity(), 512u);
   EXPECT_EQ(Take(), "");
 }
 
@@ -409,10 +406,9 @@ TEST(GraphicsGeometry, PixelBoundsAndDeviceToUser) {
   EXPECT_EQ(r.right, 0x8000000);
 
   CKMC_DocumentWriter writer;
-  writer.pageHeightPixels = 7016;
-  writer.pixelToPoint = 72.0 / 600;
-  uint32_t on = 1, off = 0;
-  CKMC_Graphics g(writer, on, off);
+  writer.SetGeometry(CKMC_PageGeometry{0, 7016, 72.0 / 600});
+  CKMC_GraphicsSwitches switches;
+  CKMC_Graphics g(writer, switches);
   double x = 600, y = 0;
   g.DeviceToUser(x, y);
   EXPECT_EQ(snk::FormatG(x), "72");

@@ -10,11 +10,11 @@
 #include <string>
 #include <vector>
 
+#include "driver_page.h"
 #include "graphics/graphics.h"
 #include "graphics/image_object.h"
 #include "host/engine/brush.h"
 #include "host/engine/path.h"
-#include "driver_page.h"
 #include "test_support.h"
 #include "writer/document_writer.h"
 
@@ -211,16 +211,13 @@ class ImageCaptureSurface : public snk::test::HostTest {
  protected:
   void SetUp() override {
     HostTest::SetUp();
-    writer_.pageWidthPixels = 1000;
-    writer_.pageHeightPixels = 1000;
-    writer_.pixelToPoint = 72.0 / 300;
-    writer_.colorSpaceObject = 2;
-    writer_.objectCount = 4;
-    writer_.outputFile = CreateFileW(Path("objects").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                                     FILE_ATTRIBUTE_NORMAL, nullptr);
+    writer_.SetGeometry(CKMC_PageGeometry{1000, 1000, 72.0 / 300});
+    while (writer_.ObjectCount() < 4) writer_.NewObjectNumber();
+    writer_.AttachFile(CreateFileW(Path("objects").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                                   FILE_ATTRIBUTE_NORMAL, nullptr));
     writer_.BeginPageContent();
     g_.StartPage();
-    writer_.content->Clear();
+    writer_.Content().Clear();
     for (size_t i = 0; i < bits_.size(); ++i) bits_[i] = static_cast<uint8_t>(i);
     surface_.sizlBitmap = SIZEL{7, 6};
     surface_.pvBits = surface_.pvScan0 = bits_.data();
@@ -228,36 +225,33 @@ class ImageCaptureSurface : public snk::test::HostTest {
     surface_.iBitmapFormat = BMF_24BPP;
   }
   void TearDown() override {
-    if (writer_.outputFile != INVALID_HANDLE_VALUE) CloseHandle(writer_.outputFile);
+    writer_.CloseFile();
     HostTest::TearDown();
   }
 
   std::string Objects() {
-    CloseHandle(writer_.outputFile);
-    writer_.outputFile = INVALID_HANDLE_VALUE;
+    writer_.CloseFile();
     return snk::test::ReadFile(Dir() / "objects");
   }
 
   CKMC_DocumentWriter writer_;
-  uint32_t gdiPunt_ = 1;
-  uint32_t cancelled_ = 0;
-  uint32_t imageCompress_ = 0;
-  CKMC_Graphics g_{writer_, gdiPunt_, cancelled_, imageCompress_};
+  CKMC_GraphicsSwitches switches_{1, 0, 0};
+  CKMC_Graphics g_{writer_, switches_};
   std::vector<uint8_t> bits_ = std::vector<uint8_t>(24 * 6);
   SURFOBJ surface_{};
 };
 
 TEST_F(ImageCaptureSurface, AreasBecomePlacedImagesWithinTheSurface) {
   RECTL left{2, 1, 5, 4}, right{5, 1, 9, 4};  // right reaches past the surface
-  g_.AddDirtyRect(left);
-  g_.AddDirtyRect(right);
-  g_.textRunOpen = true;
-  g_.FlushDeferredBitmaps(&surface_);
-  EXPECT_EQ(g_.dirtyRegion.Count(), 0);
-  EXPECT_FALSE(g_.textRunOpen);
-  EXPECT_EQ(std::string(writer_.content->view()), "q 1.2 0 0 0.72 0.48 239.04 cm /Im5 Do Q\n");
-  ASSERT_EQ(writer_.pageImages.GetSize(), 1u);
-  EXPECT_EQ(writer_.pageImages[0], 5u);
+  g_.Images().AddDirtyRect(left);
+  g_.Images().AddDirtyRect(right);
+  g_.OpenTextRun();
+  g_.Images().FlushDeferredBitmaps(&surface_);
+  EXPECT_EQ(g_.Images().DirtyRegion().Count(), 0);
+  EXPECT_FALSE(g_.TextRunOpen());
+  EXPECT_EQ(std::string(writer_.Content().view()), "q 1.2 0 0 0.72 0.48 239.04 cm /Im5 Do Q\n");
+  ASSERT_EQ(writer_.PageImages().GetSize(), 1u);
+  EXPECT_EQ(writer_.PageImages()[0], 5u);
 
   // Columns 2..6 of rows 1..3, three bytes a pixel.
   std::string pixels;
@@ -274,27 +268,27 @@ TEST_F(ImageCaptureSurface, AreasBecomePlacedImagesWithinTheSurface) {
 TEST_F(ImageCaptureSurface, NothingIsReadOutsideOrWithoutBits) {
   // Wholly beyond the surface (but on the page): skipped.
   RECTL beyond{7, 0, 20, 6};
-  g_.AddDirtyRect(beyond);
-  g_.FlushDeferredBitmaps(&surface_);
+  g_.Images().AddDirtyRect(beyond);
+  g_.Images().FlushDeferredBitmaps(&surface_);
   // A surface without bits drops the list.
   RECTL inside{0, 0, 2, 2};
-  g_.AddDirtyRect(inside);
+  g_.Images().AddDirtyRect(inside);
   surface_.pvScan0 = nullptr;
-  g_.FlushDeferredBitmaps(&surface_);
-  EXPECT_EQ(g_.dirtyRegion.Count(), 0);
+  g_.Images().FlushDeferredBitmaps(&surface_);
+  EXPECT_EQ(g_.Images().DirtyRegion().Count(), 0);
   // A stride too short for the width, or another format, is not read.
   surface_.pvScan0 = bits_.data();
   surface_.lDelta = 20;
-  g_.AddDirtyRect(inside);
-  g_.FlushDeferredBitmaps(&surface_);
+  g_.Images().AddDirtyRect(inside);
+  g_.Images().FlushDeferredBitmaps(&surface_);
   surface_.lDelta = 24;
   surface_.iBitmapFormat = BMF_1BPP;
-  g_.AddDirtyRect(inside);
-  g_.FlushDeferredBitmaps(&surface_);
-  EXPECT_EQ(g_.dirtyRegion.Count(), 0);
-  EXPECT_EQ(std::string(writer_.content->view()), "");
-  EXPECT_EQ(writer_.pageImages.GetSize(), 0u);
-  EXPECT_EQ(writer_.objectCount, 4u);
+  g_.Images().AddDirtyRect(inside);
+  g_.Images().FlushDeferredBitmaps(&surface_);
+  EXPECT_EQ(g_.Images().DirtyRegion().Count(), 0);
+  EXPECT_EQ(std::string(writer_.Content().view()), "");
+  EXPECT_EQ(writer_.PageImages().GetSize(), 0u);
+  EXPECT_EQ(writer_.ObjectCount(), 4u);
 }
 
 using ImageCaptureDriver = snk::test::DriverPageTest;
@@ -307,8 +301,8 @@ TEST_F(ImageCaptureDriver, XorFillEndsAsAnImageOfTheSurface) {
   std::string surfacePixels;
   std::string pdf = PrintPage([&](SURFOBJ* so) {
     ASSERT_NE(so->pvScan0, nullptr);
-    EXPECT_TRUE(Entry<PFN_DrvFillPath>(INDEX_DrvFillPath)(
-        so, &box.po, nullptr, &red.bo, nullptr, R2_XORPEN | R2_XORPEN << 8, FP_ALTERNATEMODE));
+    EXPECT_TRUE(Entry<PFN_DrvFillPath>(INDEX_DrvFillPath)(so, &box.po, nullptr, &red.bo, nullptr,
+                                                          R2_XORPEN | R2_XORPEN << 8, FP_ALTERNATEMODE));
     for (int y = 20; y < 70; ++y)
       surfacePixels.append(static_cast<const char*>(so->pvScan0) + y * so->lDelta + 10 * 3, 100 * 3);
   });

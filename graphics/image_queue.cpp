@@ -1,39 +1,106 @@
-// Bitmaps with a source while the engine does not draw: the source is
-// captured at once and copied into its target rectangle, whatever the
-// raster operation. True-colour images wait in a queue until the next
-// vector object or the page's end; a full queue may be composed into one
-// image on a memory canvas. Skewed copies and JPEG sources are placed at
-// once.
+// The page's waiting images: areas the engine drew on the page surface, and
+// bitmaps while the engine does not draw.
+#include "graphics/image_queue.h"
+
 #include <algorithm>
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "base/number_format.h"
-#include "graphics/graphics.h"
-#include "graphics/image_object.h"
 #include "platform/win32.h"
 
-CKMC_Graphics::~CKMC_Graphics() = default;
+CKMC_ImageQueue::~CKMC_ImageQueue() = default;
 
 namespace {
 
 std::string G(double value) { return snk::FormatG(value); }
 
-// The rectangle's lower left and upper right corners in points.
-void MapRect(const CKMC_Graphics& graphics, const RECTL& rect, double& x1, double& y1, double& x2,
-             double& y2) {
+}  // namespace
+
+void CKMC_ImageQueue::MapRect(const RECTL& rect, double& x1, double& y1, double& x2, double& y2) const {
   x1 = rect.left;
   y1 = rect.bottom;
   x2 = rect.right;
   y2 = rect.top;
-  graphics.DeviceToUser(x1, y1);
-  graphics.DeviceToUser(x2, y2);
+  DeviceToUser(m_writer.Geometry(), x1, y1);
+  DeviceToUser(m_writer.Geometry(), x2, y2);
 }
 
-}  // namespace
+void CKMC_ImageQueue::WriteImage(const ImageData& image) const {
+  WriteImageObject(m_writer, image, m_switches.imageCompress != 0);
+}
 
-void CKMC_Graphics::TransferBitmap(SURFOBJ* source, XLATEOBJ* xlate, const RECTL& target,
-                                   const RECTL& sourceRect) {
+void CKMC_ImageQueue::AddDirtyRect(RECTL& rect) {
+  if (Cancelled()) return;
+  if (rect.left < 0) rect.left = 0;
+  if (rect.top < 0) rect.top = 0;
+  if (rect.right > m_writer.Geometry().widthPixels) rect.right = m_writer.Geometry().widthPixels;
+  if (rect.bottom > m_writer.Geometry().heightPixels) rect.bottom = m_writer.Geometry().heightPixels;
+  if (rect.left < rect.right && rect.top < rect.bottom) m_dirtyRegion.Add(rect);
+}
+
+void CKMC_ImageQueue::FlushDeferredBitmaps(SURFOBJ* surface) {
+  if (!m_switches.gdiPunt) {
+    FlushPendingImages();
+    return;
+  }
+  // Without a surface, or one without bits, there is nothing to cut the
+  // areas from.
+  if (!surface || !surface->pvScan0) {
+    m_dirtyRegion.Clear();
+    return;
+  }
+  CaptureDirtyAreas(surface);
+}
+
+void CKMC_ImageQueue::CaptureDirtyAreas(SURFOBJ* surface) {
+  if (m_dirtyRegion.Count() == 0) return;
+  NormalizeRectList(m_dirtyRegion);
+  for (const RECTL& rect : m_dirtyRegion) CaptureSurfaceRect(surface, rect);
+  m_dirtyRegion.Clear();
+}
+
+void CKMC_ImageQueue::CaptureSurfaceRect(SURFOBJ* surface, const RECTL& rect) {
+  // Only a 24-bit surface whose rows hold all its pixels can be read, and
+  // only within its size.
+  if (!surface || !surface->pvScan0 || surface->iBitmapFormat != BMF_24BPP) return;
+  int64_t surfaceWidth = surface->sizlBitmap.cx;
+  int64_t surfaceHeight = surface->sizlBitmap.cy;
+  int64_t stride = surface->lDelta;
+  if (surfaceWidth <= 0 || surfaceHeight <= 0 || (stride < 0 ? -stride : stride) < surfaceWidth * 3) return;
+  RECTL area{std::max<LONG>(rect.left, 0), std::max<LONG>(rect.top, 0),
+             static_cast<LONG>(std::min<int64_t>(rect.right, surfaceWidth)),
+             static_cast<LONG>(std::min<int64_t>(rect.bottom, surfaceHeight))};
+  if (area.left >= area.right || area.top >= area.bottom) return;
+
+  ImageData image;
+  image.width = static_cast<uint32_t>(area.right - area.left);
+  image.height = static_cast<uint32_t>(area.bottom - area.top);
+  size_t rowBytes = static_cast<size_t>(image.width) * 3;
+  if (rowBytes * image.height > UINT32_MAX) return;  // more than an image's size can count
+  image.AllocatePixels(static_cast<uint32_t>(rowBytes * image.height));
+  // Surface pixels are red, green, blue already, as the image wants them.
+  const uint8_t* scan0 = static_cast<const uint8_t*>(surface->pvScan0);
+  for (uint32_t row = 0; row < image.height; ++row) {
+    const uint8_t* from = scan0 + (area.top + static_cast<int64_t>(row)) * stride + int64_t{area.left} * 3;
+    std::memcpy(image.pixels.get() + row * rowBytes, from, rowBytes);
+  }
+  image.objectNumber = m_writer.NewObjectNumber();
+  m_writer.UseImage(image.objectNumber);
+
+  CKM_BinaryBuf& out = m_page.Stream();
+  m_page.CloseTextRun(out);
+  double x1 = area.left, y1 = area.bottom, x2 = area.right, y2 = area.top;
+  DeviceToUser(m_writer.Geometry(), x1, y1);
+  DeviceToUser(m_writer.Geometry(), x2, y2);
+  out.AppendString("q " + snk::FormatG(x2 - x1) + " 0 0 " + snk::FormatG(y2 - y1) + ' ' + snk::FormatG(x1) +
+                   ' ' + snk::FormatG(y1) + " cm /Im" + snk::FormatInteger(image.objectNumber) + " Do Q\n");
+  WriteImage(image);
+}
+
+void CKMC_ImageQueue::TransferBitmap(SURFOBJ* source, XLATEOBJ* xlate, const RECTL& target,
+                                     const RECTL& sourceRect) {
   if (Cancelled() || !source) return;
   if (source->iBitmapFormat == BMF_JPEG) {
     WriteJpegPassthrough(static_cast<const uint8_t*>(source->pvBits), source->cjBits, target);
@@ -41,15 +108,15 @@ void CKMC_Graphics::TransferBitmap(SURFOBJ* source, XLATEOBJ* xlate, const RECTL
   }
   if (source->iBitmapFormat == BMF_PNG) return;  // PNG sources are not shown
 
-  std::unique_ptr<ImageData> image = CaptureBitmap(writer_, source, xlate, sourceRect);
+  std::unique_ptr<ImageData> image = CaptureBitmap(m_writer, source, xlate, sourceRect);
   if (!image) return;
   if (image->bits == 24) {
-    pendingImages_.push_back(std::move(image));
-    pendingSources.Add(sourceRect);
-    pendingTargets.Add(target);
-    if (static_cast<int32_t>(pendingImages_.size()) < kPendingLimit) return;
-    if (gdiPunt_) {
-      dirtyRegion.Clear();
+    m_pendingImages.push_back(std::move(image));
+    m_pendingSources.Add(sourceRect);
+    m_pendingTargets.Add(target);
+    if (static_cast<int32_t>(m_pendingImages.size()) < kPendingLimit) return;
+    if (m_switches.gdiPunt) {
+      m_dirtyRegion.Clear();
       return;
     }
     FlushPendingImages();
@@ -57,19 +124,19 @@ void CKMC_Graphics::TransferBitmap(SURFOBJ* source, XLATEOBJ* xlate, const RECTL
   }
   // Indexed images are not queued: they go before the true-colour images
   // that wait.
-  PlaceImage(*image, target, Stream());
+  PlaceImage(*image, target, m_page.Stream());
 }
 
-void CKMC_Graphics::DiscardPendingImages() {
-  pendingImages_.clear();
-  pendingSources.Clear();
-  pendingTargets.Clear();
+void CKMC_ImageQueue::DiscardPendingImages() {
+  m_pendingImages.clear();
+  m_pendingSources.Clear();
+  m_pendingTargets.Clear();
 }
 
-void CKMC_Graphics::FlushPendingImages() {
-  if (static_cast<int32_t>(pendingImages_.size()) >= kPendingLimit && *mergeImages_) {
-    RECTL box = pendingTargets.Count() ? pendingTargets[0] : RECTL{};
-    for (const RECTL& r : pendingTargets) {
+void CKMC_ImageQueue::FlushPendingImages() {
+  if (static_cast<int32_t>(m_pendingImages.size()) >= kPendingLimit && m_switches.mergeImages) {
+    RECTL box = m_pendingTargets.Count() ? m_pendingTargets[0] : RECTL{};
+    for (const RECTL& r : m_pendingTargets) {
       box.left = std::min(box.left, r.left);
       box.top = std::min(box.top, r.top);
       box.right = std::max(box.right, r.right);
@@ -79,24 +146,24 @@ void CKMC_Graphics::FlushPendingImages() {
     DiscardPendingImages();
     return;
   }
-  for (size_t i = 0; i < pendingImages_.size(); ++i) {
+  for (size_t i = 0; i < m_pendingImages.size(); ++i) {
     // A target lost to a failed allocation leaves its image unplaced.
-    if (static_cast<int32_t>(i) >= pendingTargets.Count()) break;
-    PlaceImage(*pendingImages_[i], pendingTargets[static_cast<int32_t>(i)], Stream());
-    pendingImages_[i].reset();
+    if (static_cast<int32_t>(i) >= m_pendingTargets.Count()) break;
+    PlaceImage(*m_pendingImages[i], m_pendingTargets[static_cast<int32_t>(i)], m_page.Stream());
+    m_pendingImages[i].reset();
   }
   DiscardPendingImages();
 }
 
-void CKMC_Graphics::PlaceImage(ImageData& image, const RECTL& target, CKM_BinaryBuf& out) {
-  CloseTextRun(out);
-  image.objectNumber = writer_.NewObjectNumber();
-  writer_.pageImages.Add(image.objectNumber);
+void CKMC_ImageQueue::PlaceImage(ImageData& image, const RECTL& target, CKM_BinaryBuf& out) {
+  m_page.CloseTextRun(out);
+  image.objectNumber = m_writer.NewObjectNumber();
+  m_writer.UseImage(image.objectNumber);
   double x1, y1, x2, y2;
-  MapRect(*this, target, x1, y1, x2, y2);
+  MapRect(target, x1, y1, x2, y2);
   out.AppendString("q " + G(x2 - x1) + " 0 0 " + G(y2 - y1) + ' ' + G(x1) + ' ' + G(y1) + " cm /Im" +
                    snk::FormatInteger(image.objectNumber) + " Do Q\n");
-  WriteImageObject(writer_, image, *imageCompress_ != 0);
+  WriteImage(image);
 }
 
 namespace {
@@ -161,7 +228,7 @@ size_t DibStride(uint32_t width) { return (static_cast<size_t>(width) * 3 + 3) &
 
 }  // namespace
 
-void CKMC_Graphics::MergePendingImages(const RECTL& box) {
+void CKMC_ImageQueue::MergePendingImages(const RECTL& box) {
   const LONG width = box.right - box.left;
   const LONG height = box.bottom - box.top;
   if (width <= 0 || height <= 0) return;
@@ -171,8 +238,9 @@ void CKMC_Graphics::MergePendingImages(const RECTL& box) {
     MemoryCanvas canvas(width, height);
     if (!canvas.Ready()) {
       // No canvas of that size: the images go one by one.
-      for (size_t i = 0; i < pendingImages_.size() && static_cast<int32_t>(i) < pendingTargets.Count(); ++i)
-        PlaceImage(*pendingImages_[i], pendingTargets[static_cast<int32_t>(i)], Stream());
+      for (size_t i = 0; i < m_pendingImages.size() && static_cast<int32_t>(i) < m_pendingTargets.Count();
+           ++i)
+        PlaceImage(*m_pendingImages[i], m_pendingTargets[static_cast<int32_t>(i)], m_page.Stream());
       return;
     }
 
@@ -180,12 +248,12 @@ void CKMC_Graphics::MergePendingImages(const RECTL& box) {
     // rectangle is applied to the image as it stands, which holds only the
     // captured area already.
     std::vector<uint8_t> dib;
-    for (size_t i = 0; i < pendingImages_.size(); ++i) {
+    for (size_t i = 0; i < m_pendingImages.size(); ++i) {
       const auto index = static_cast<int32_t>(i);
-      if (index >= pendingTargets.Count() || index >= pendingSources.Count()) break;
-      const ImageData& image = *pendingImages_[i];
-      const RECTL& target = pendingTargets[index];
-      const RECTL& source = pendingSources[index];
+      if (index >= m_pendingTargets.Count() || index >= m_pendingSources.Count()) break;
+      const ImageData& image = *m_pendingImages[i];
+      const RECTL& target = m_pendingTargets[index];
+      const RECTL& source = m_pendingSources[index];
       const size_t stride = DibStride(image.width);
       const size_t rowBytes = static_cast<size_t>(image.width) * 3;
       dib.assign(stride * image.height, 0);
@@ -215,28 +283,28 @@ void CKMC_Graphics::MergePendingImages(const RECTL& box) {
 
   // Clipped to the union of the targets, so that nothing between them
   // shows.
-  CKM_BinaryBuf& out = Stream();
-  CloseTextRun(out);
-  NormalizeRectList(pendingTargets);
+  CKM_BinaryBuf& out = m_page.Stream();
+  m_page.CloseTextRun(out);
+  NormalizeRectList(m_pendingTargets);
   std::string text = "q\n";
-  for (const RECTL& r : pendingTargets) {
+  for (const RECTL& r : m_pendingTargets) {
     double x1, y1, x2, y2;
-    MapRect(*this, r, x1, y1, x2, y2);
+    MapRect(r, x1, y1, x2, y2);
     text += G(x1) + ' ' + G(y1) + ' ' + G(x2 - x1) + ' ' + G(y2 - y1) + " re\n";
   }
   text += "W n\n";
-  merged->objectNumber = writer_.NewObjectNumber();
-  writer_.pageImages.Add(merged->objectNumber);
+  merged->objectNumber = m_writer.NewObjectNumber();
+  m_writer.UseImage(merged->objectNumber);
   double x1, y1, x2, y2;
-  MapRect(*this, box, x1, y1, x2, y2);
+  MapRect(box, x1, y1, x2, y2);
   text += G(x2 - x1) + " 0 0 " + G(y2 - y1) + ' ' + G(x1) + ' ' + G(y1) + " cm\n/Im" +
           snk::FormatInteger(merged->objectNumber) + " Do Q\n";
   out.AppendString(text);
-  WriteImageObject(writer_, *merged, *imageCompress_ != 0);
+  WriteImage(*merged);
 }
 
-void CKMC_Graphics::PlaceSkewedImage(SURFOBJ* source, SURFOBJ* /*mask*/, XLATEOBJ* xlate,
-                                     const POINTFIX* corners, const RECTL& sourceRect) {
+void CKMC_ImageQueue::PlaceSkewedImage(SURFOBJ* source, SURFOBJ* /*mask*/, XLATEOBJ* xlate,
+                                       const POINTFIX* corners, const RECTL& sourceRect) {
   if (Cancelled() || !corners) return;
   // Upper left, upper right and lower left corners; the lower right one
   // completes the parallelogram.
@@ -246,37 +314,38 @@ void CKMC_Graphics::PlaceSkewedImage(SURFOBJ* source, SURFOBJ* /*mask*/, XLATEOB
   double llx = p2x, lly = p2y;
   double ulx = p0x, uly = p0y;
   double lrx = p1x - p0x + p2x, lry = p1y - p0y + p2y;
-  DeviceToUser(llx, lly);
-  DeviceToUser(ulx, uly);
-  DeviceToUser(lrx, lry);
+  const CKMC_PageGeometry& page = m_writer.Geometry();
+  DeviceToUser(page, llx, lly);
+  DeviceToUser(page, ulx, uly);
+  DeviceToUser(page, lrx, lry);
   // The skew divides by the height of the left edge and the width of the
   // bottom edge; a parallelogram without either shows nothing.
   if (uly == lly || lrx == llx) return;
 
-  std::unique_ptr<ImageData> image = CaptureBitmap(writer_, source, xlate, sourceRect);
+  std::unique_ptr<ImageData> image = CaptureBitmap(m_writer, source, xlate, sourceRect);
   if (!image) return;
-  writer_.pageImages.Add(image->objectNumber);
+  m_writer.UseImage(image->objectNumber);
 
-  CKM_BinaryBuf& out = Stream();
-  CloseTextRun(out);
+  CKM_BinaryBuf& out = m_page.Stream();
+  m_page.CloseTextRun(out);
   out.AppendString("q " + G(lrx - llx) + " 0 0 " + G(uly - lly) + ' ' + G(llx) + ' ' + G(lly) + " cm 1 " +
                    G((lry - lly) / (uly - lly)) + ' ' + G((ulx - llx) / (lrx - llx)) + " 1 0 0 cm /Im" +
                    snk::FormatInteger(image->objectNumber) + " Do Q\n");
-  WriteImageObject(writer_, *image, *imageCompress_ != 0);
+  WriteImage(*image);
 }
 
-void CKMC_Graphics::WriteJpegPassthrough(const uint8_t* data, uint32_t size, const RECTL& target) {
+void CKMC_ImageQueue::WriteJpegPassthrough(const uint8_t* data, uint32_t size, const RECTL& target) {
   JpegHeader header;
   if (!ReadJpegHeader(data, size, header)) return;
   CKMC_Stream stream;
-  BuildJpegStream(header, data, size, writer_.colorSpaceObject, stream);
-  const uint32_t number = writer_.NewObjectNumber();
-  writer_.WriteIndirectObject(number, &stream);
-  CKM_BinaryBuf& out = Stream();
-  CloseTextRun(out);
-  writer_.pageImages.Add(number);
+  BuildJpegStream(header, data, size, CKMC_DocumentWriter::kColorSpaceObject, stream);
+  const uint32_t number = m_writer.NewObjectNumber();
+  m_writer.WriteIndirectObject(number, &stream);
+  CKM_BinaryBuf& out = m_page.Stream();
+  m_page.CloseTextRun(out);
+  m_writer.UseImage(number);
   double x1, y1, x2, y2;
-  MapRect(*this, target, x1, y1, x2, y2);
+  MapRect(target, x1, y1, x2, y2);
   out.AppendString("q " + G(x2 - x1) + " 0 0 " + G(y2 - y1) + ' ' + G(x1) + ' ' + G(y1) + " cm /Im" +
                    snk::FormatInteger(number) + " Do Q\n");
 }
