@@ -58,7 +58,6 @@ class CKMC_DocumentWriter {
   // file attached before stays open.
   void AttachFile(HANDLE file);
   bool HasFile() const { return m_file != INVALID_HANDLE_VALUE; }
-  HANDLE File() const { return m_file; }
   // Flushes and closes the file, if one is open.
   void CloseFile();
   // Forgets the numbering, the offsets, the pages and the page's content,

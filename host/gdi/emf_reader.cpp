@@ -1,5 +1,9 @@
 #include "host/gdi/emf_reader.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -252,19 +256,34 @@ std::optional<EmfFile> EmfFile::Open(const std::string& path, std::string* error
     if (error) *error = path + ": " + fault;
     return std::nullopt;
   };
-  std::FILE* file = std::fopen(path.c_str(), "rb");
-  if (!file) return fail(std::string("cannot open: ") + std::strerror(errno));
-  std::vector<std::byte> bytes;
-  std::byte chunk[65536];
-  size_t got = 0;
-  while ((got = std::fread(chunk, 1, sizeof chunk, file)) > 0) {
-    if (bytes.size() + got > kMaxEmfFileBytes) break;
-    bytes.insert(bytes.end(), chunk, chunk + got);
+  // The size is checked before anything is read; a device (/dev/zero) is
+  // refused, a pipe is read up to the limit.
+  const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return fail(std::string("cannot open: ") + std::strerror(errno));
+  struct stat st;
+  if (fstat(fd, &st) != 0 || S_ISDIR(st.st_mode) || S_ISCHR(st.st_mode) || S_ISBLK(st.st_mode)) {
+    close(fd);
+    return fail("not a regular file");
   }
-  const bool failed = std::ferror(file) != 0;
-  std::fclose(file);
-  if (failed) return fail("read error");
-  if (got > 0) return fail("larger than the EMF size limit");
+  if (S_ISREG(st.st_mode) && uint64_t(st.st_size) > kMaxEmfFileBytes) {
+    close(fd);
+    return fail(std::to_string(st.st_size) + " bytes is larger than the EMF size limit");
+  }
+  std::vector<std::byte> bytes(S_ISREG(st.st_mode) ? size_t(st.st_size) : 0);
+  size_t filled = 0;
+  for (;;) {
+    if (filled == bytes.size())
+      bytes.resize(std::min(kMaxEmfFileBytes + 1, std::max<size_t>(filled * 2, 65536)));
+    ssize_t got = read(fd, bytes.data() + filled, bytes.size() - filled);
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0 || (filled += size_t(got)) > kMaxEmfFileBytes) {
+      close(fd);
+      if (got < 0) return fail("read error");
+      if (filled > kMaxEmfFileBytes) return fail("larger than the EMF size limit");
+      break;
+    }
+  }
+  bytes.resize(filled);
   return Parse(path, std::move(bytes), error);
 }
 

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "host/system/handles.h"
+#include "host/system/output_files.h"
 
 namespace snk::host {
 
@@ -15,7 +16,14 @@ class FileObject : public KernelObject {
   ~FileObject() override;
   FileObject(const FileObject&) = delete;
   FileObject& operator=(const FileObject&) = delete;
+  // Puts a pending output in place and closes the descriptor.
+  DWORD Close() override;
+  // Records a failed write, flush or close against the path.
+  void Failed(int error);
+
   int fd;
+  std::string path;                      // set for files opened for writing
+  std::optional<PendingOutput> pending;  // written to a temporary file
 };
 
 // A Windows-style path as a POSIX one: UTF-8, every '\' turned into '/'.

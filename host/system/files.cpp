@@ -5,6 +5,13 @@
 // folders 0755, less the umask (and whatever default ACL the folder has).
 // The share mode has no POSIX counterpart and is ignored. Errors are the
 // Windows numbers in GetLastError.
+//
+// A regular file opened with write access only and CREATE_ALWAYS or
+// CREATE_NEW is written to a temporary file and put in place by
+// CloseHandle (output_files.h). Opens that read as well (the settings file
+// that a job reads back) or keep the old bytes (OPEN_ALWAYS) write in
+// place. Every failed write is recorded against its path, and later opens
+// of that path fail with its cause.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -19,7 +26,26 @@
 namespace snk::host {
 
 FileObject::~FileObject() {
+  if (pending) DiscardPendingOutput(*pending);
   if (fd >= 0) close(fd);
+}
+
+void FileObject::Failed(int error) {
+  if (pending && !pending->error) pending->error = error;
+  if (!path.empty()) RecordWriteFailure(path, error);
+}
+
+DWORD FileObject::Close() {
+  int error = 0;
+  if (pending) {
+    error = CommitPendingOutput(fd, *pending);
+    pending.reset();
+  }
+  if (fd >= 0 && close(fd) != 0 && !error && !path.empty()) error = errno;
+  fd = -1;
+  if (!error) return 0;
+  Failed(error);
+  return WinErrorFromErrno(error);
 }
 
 std::optional<std::string> PosixPath(std::u16string_view path) {
@@ -112,6 +138,27 @@ int OpenWithDisposition(const std::string& path, int flags, DWORD creation, bool
   return -1;
 }
 
+// Write access only, starting from an empty file: the file can be made
+// aside and put in place when complete.
+bool WrittenFromScratch(DWORD access, DWORD creation) {
+  return (access & GENERIC_WRITE) && !(access & GENERIC_READ) &&
+         (creation == CREATE_ALWAYS || creation == CREATE_NEW);
+}
+
+// Opens for CreateFileW: a pending output, or the file itself.
+std::shared_ptr<FileObject> OpenFile(const std::string& path, DWORD access, DWORD creation, bool* existed) {
+  PendingOutput pending;
+  bool inPlace = !WrittenFromScratch(access, creation);
+  int fd = -1;
+  if (!inPlace) fd = OpenPendingOutput(path, creation == CREATE_ALWAYS, pending, existed, &inPlace);
+  if (inPlace) fd = OpenWithDisposition(path, AccessFlags(access), creation, existed);
+  if (fd < 0) return nullptr;
+  auto object = std::make_shared<FileObject>(fd);
+  if (access & GENERIC_WRITE) object->path = path;
+  if (!inPlace) object->pending = std::move(pending);
+  return object;
+}
+
 std::shared_ptr<FileObject> FindFile(HANDLE file) {
   auto object = FindHandleAs<FileObject>(file);
   if (!object) SetLastError(ERROR_INVALID_HANDLE);
@@ -131,20 +178,23 @@ extern "C" HANDLE CreateFileW(LPCWSTR name, DWORD access, DWORD, void*, DWORD cr
     SetLastError(name && *name ? kErrorInvalidName : kErrorPathNotFound);
     return INVALID_HANDLE_VALUE;
   }
+  if (auto failure = WriteFailureOf(*path)) {  // its earlier file stays untouched
+    SetLastError(WinErrorFromErrno(*failure));
+    return INVALID_HANDLE_VALUE;
+  }
   bool existed = false;
-  int fd = OpenWithDisposition(*path, AccessFlags(access), creation, &existed);
-  if (fd < 0) {
+  auto object = OpenFile(*path, access, creation, &existed);
+  if (!object) {
     SetLastError(ErrorFor(errno, *path));
     return INVALID_HANDLE_VALUE;
   }
   struct stat st;
-  if (fstat(fd, &st) == 0 && S_ISDIR(st.st_mode)) {  // folders are not files
-    close(fd);
+  if (fstat(object->fd, &st) == 0 && S_ISDIR(st.st_mode)) {  // folders are not files
     SetLastError(ERROR_ACCESS_DENIED);
     return INVALID_HANDLE_VALUE;
   }
   SetLastError(existed ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
-  return RegisterHandle(std::make_shared<FileObject>(fd));
+  return RegisterHandle(std::move(object));
 }
 
 extern "C" BOOL WriteFile(HANDLE file, LPCVOID data, DWORD size, DWORD* written, void*) {
@@ -158,7 +208,9 @@ extern "C" BOOL WriteFile(HANDLE file, LPCVOID data, DWORD size, DWORD* written,
     ssize_t n = write(f->fd, bytes + done, size - done);
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) {
-      SetLastError(n < 0 ? snk::host::WinErrorFromErrno(errno) : snk::host::kErrorDiskFull);
+      const int error = n < 0 ? errno : ENOSPC;
+      f->Failed(error);
+      SetLastError(snk::host::WinErrorFromErrno(error));
       if (written) *written = done;
       return FALSE;
     }
@@ -194,7 +246,9 @@ extern "C" BOOL FlushFileBuffers(HANDLE file) {
   auto f = snk::host::FindFile(file);
   if (!f) return FALSE;
   if (fsync(f->fd) != 0) {
-    SetLastError(snk::host::WinErrorFromErrno(errno));
+    const int error = errno;
+    if (error != EINVAL) f->Failed(error);  // EINVAL: a pipe or device that keeps no data
+    SetLastError(snk::host::WinErrorFromErrno(error));
     return FALSE;
   }
   return TRUE;

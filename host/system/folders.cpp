@@ -11,7 +11,8 @@
 // CopyFileW copies the bytes to a temporary file beside the target and
 // renames it into place (so a reader never sees half a copy), keeping the
 // source's permission bits and modification time as Windows keeps the
-// attributes and the last-write time.
+// attributes and the last-write time. Neither a file whose writing failed
+// nor the file that such a write was to replace takes part in a copy.
 #include <fcntl.h>
 #include <pwd.h>
 #include <stdio.h>
@@ -152,6 +153,9 @@ extern "C" BOOL CopyFileW(LPCWSTR from, LPCWSTR to, BOOL failIfExists) {
   using namespace snk::host;
   auto source = PosixPath(WideView(from)), target = PosixPath(WideView(to));
   if (!source || !target) return SetLastError(kErrorPathNotFound), FALSE;
+  // A file whose writing failed is neither copied nor copied over.
+  if (auto failure = WriteFailureOf(*source) ? WriteFailureOf(*source) : WriteFailureOf(*target))
+    return SetLastError(WinErrorFromErrno(*failure)), FALSE;
   struct stat st;
   DWORD error = ERROR_SUCCESS;
   int fd = OpenSource(*source, st, error);

@@ -50,7 +50,10 @@ bool ReleaseHandle(const void* handle, bool (*accepts)(const HostObject&)) {
 }  // namespace snk::host
 
 extern "C" BOOL CloseHandle(HANDLE handle) {
-  if (snk::host::ReleaseHandleAs<snk::host::KernelObject>(handle)) return TRUE;
-  SetLastError(ERROR_INVALID_HANDLE);
-  return FALSE;
+  using namespace snk::host;
+  auto object = FindHandleAs<KernelObject>(handle);
+  if (!object || !ReleaseHandleAs<KernelObject>(handle)) return SetLastError(ERROR_INVALID_HANDLE), FALSE;
+  // Only the call that released the handle closes the object.
+  if (DWORD error = object->Close()) return SetLastError(error), FALSE;
+  return TRUE;
 }

@@ -21,7 +21,11 @@ class HostObject {
 
 // An object that CloseHandle closes (files, and later mappings and
 // processes). Registry keys and printers have their own close calls.
-class KernelObject : public HostObject {};
+class KernelObject : public HostObject {
+ public:
+  // Called by CloseHandle before the handle goes; a Windows error or 0.
+  virtual DWORD Close() { return 0; }
+};
 
 // Adds an object; returns its handle.
 void* RegisterHandle(std::shared_ptr<HostObject> object);

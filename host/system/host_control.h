@@ -85,4 +85,29 @@ BOOL ClosePrinter(HANDLE printer);
 using ShellExecuteHook = std::function<bool(std::u16string_view verb, std::string_view target)>;
 void SetShellExecuteHook(ShellExecuteHook hook);
 
+// ------------------------------------------------------------ files
+
+// A regular file that is written from scratch (CREATE_ALWAYS or CREATE_NEW
+// with write access only) goes to a temporary file and takes its name only
+// when its handle is closed after every write succeeded; until then the
+// earlier file of that name stays as it was.
+
+// The paths whose writes, flush or placing failed in this process, each
+// with the cause of its first failure ("No space left on device"). Later
+// opens of such a path fail.
+struct WriteFailure {
+  std::string path;
+  std::string cause;
+};
+std::vector<WriteFailure> WriteFailures();
+void ClearWriteFailures();
+
+// Removes the named temporary files of outputs not yet closed (unnamed ones
+// vanish with the process). Safe to call from a signal handler.
+void DiscardOpenOutputs();
+
+// With false, temporary files get hidden names even where the file system
+// could keep them unnamed (for tests of that form).
+void UseUnnamedTemporaries(bool use);
+
 }  // namespace snk::host

@@ -1,10 +1,16 @@
 // Files, folders, handles and the module file name.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <stdlib.h>
+#include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 
 #include "host/system/host_control.h"
@@ -113,6 +119,105 @@ TEST_F(FilesTest, FoldersAndAttributes) {
   CloseHandle(file);
   EXPECT_TRUE(fs::exists(dir_ + "/C:/x"));
   ASSERT_EQ(chdir(cwd), 0);
+}
+
+std::string Text(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+void Put(const std::string& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
+
+// An output written from scratch takes its name only when closed after
+// every write succeeded, with unnamed and with hidden named temporaries.
+TEST_F(FilesTest, OutputsAppearWholeOrNotAtAll) {
+  for (bool unnamed : {true, false}) {
+    SCOPED_TRACE(unnamed ? "unnamed" : "named");
+    snk::host::UseUnnamedTemporaries(unnamed);
+    snk::host::ClearWriteFailures();
+    const std::string out = dir_ + "/out.pdf", fresh = dir_ + "/new.pdf", big = dir_ + "/big.pdf";
+    fs::remove(fresh);
+    Put(out, "old");
+    Put(big, "old");
+    chmod(out.c_str(), 0600);
+    auto open = [&](const std::string& name, DWORD creation) {
+      std::u16string path = WinPath(std::u16string(name.begin(), name.end()));
+      return CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, creation, 0, nullptr);
+    };
+    DWORD written = 0;
+    // Replacing: the earlier file stays until the close, which keeps its mode.
+    HANDLE file = open("out.pdf", CREATE_ALWAYS);
+    ASSERT_NE(file, INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
+    ASSERT_TRUE(WriteFile(file, "new", 3, &written, nullptr));
+    EXPECT_EQ(Text(out), "old");
+    EXPECT_TRUE(CloseHandle(file));
+    EXPECT_EQ(Text(out), "new");
+    struct stat st;
+    ASSERT_EQ(stat(out.c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0600u);
+    // Creating new: a file that appeared meanwhile wins and the close fails.
+    file = open("new.pdf", CREATE_NEW);
+    ASSERT_NE(file, INVALID_HANDLE_VALUE);
+    Put(fresh, "other");
+    WriteFile(file, "mine", 4, &written, nullptr);
+    EXPECT_FALSE(CloseHandle(file));
+    EXPECT_EQ(GetLastError(), ERROR_FILE_EXISTS);
+    EXPECT_EQ(Text(fresh), "other");
+    // A write beyond the file size limit fails: the earlier file stays, and
+    // the path is refused from then on.
+    file = open("big.pdf", CREATE_ALWAYS);
+    ASSERT_NE(file, INVALID_HANDLE_VALUE);
+    struct rlimit old, small = {1024, RLIM_INFINITY};
+    signal(SIGXFSZ, SIG_IGN);
+    getrlimit(RLIMIT_FSIZE, &old);
+    small.rlim_max = old.rlim_max;
+    setrlimit(RLIMIT_FSIZE, &small);
+    std::string block(4096, 'x');
+    EXPECT_FALSE(WriteFile(file, block.data(), 4096, &written, nullptr));
+    setrlimit(RLIMIT_FSIZE, &old);
+    EXPECT_FALSE(CloseHandle(file));
+    EXPECT_EQ(Text(big), "old");
+    EXPECT_EQ(open("big.pdf", CREATE_ALWAYS), INVALID_HANDLE_VALUE);
+    ASSERT_EQ(snk::host::WriteFailures().size(), 2u);  // new.pdf and big.pdf
+    EXPECT_EQ(snk::host::WriteFailures()[0].cause, "File too large");
+    for (const auto& entry : fs::directory_iterator(dir_))
+      EXPECT_NE(entry.path().filename().string()[0], '.') << entry.path();  // no temporary left
+  }
+  snk::host::UseUnnamedTemporaries(true);
+  snk::host::ClearWriteFailures();
+}
+
+// A device is written in place with every write checked; hidden leftovers
+// of earlier runs go when their lock is free.
+TEST_F(FilesTest, DevicesInPlaceAndLeftoversByLock) {
+  snk::host::ClearWriteFailures();
+  ASSERT_EQ(symlink("/dev/full", (dir_ + "/full.pdf").c_str()), 0);
+  std::u16string full = WinPath(u"full.pdf");
+  HANDLE file = CreateFileW(full.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+  ASSERT_NE(file, INVALID_HANDLE_VALUE);
+  DWORD written = 0;
+  EXPECT_FALSE(WriteFile(file, "x", 1, &written, nullptr));
+  EXPECT_EQ(GetLastError(), 112u);  // ERROR_DISK_FULL
+  CloseHandle(file);
+  ASSERT_EQ(snk::host::WriteFailures().size(), 1u);
+  EXPECT_EQ(snk::host::WriteFailures()[0].cause, "No space left on device");
+  EXPECT_TRUE(fs::is_symlink(dir_ + "/full.pdf"));
+  EXPECT_FALSE(CopyFileW(full.c_str(), WinPath(u"copy.pdf").c_str(), FALSE));
+  snk::host::ClearWriteFailures();
+
+  const std::string held = dir_ + "/.snk-00000000000000aa.tmp", free = dir_ + "/.snk-00000000000000bb.tmp";
+  Put(held, "held");
+  Put(free, "free");
+  int lock = open(held.c_str(), O_RDONLY);
+  ASSERT_EQ(flock(lock, LOCK_EX), 0);
+  snk::host::UseUnnamedTemporaries(false);
+  file = CreateFileW(WinPath(u"next.pdf").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
+  snk::host::UseUnnamedTemporaries(true);
+  EXPECT_TRUE(CloseHandle(file));
+  close(lock);
+  EXPECT_TRUE(fs::exists(held));
+  EXPECT_FALSE(fs::exists(free));
 }
 
 TEST(Handles, UnknownHandlesFailWithoutTouchingMemory) {

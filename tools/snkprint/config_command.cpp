@@ -7,6 +7,7 @@
 #include "host/system/host_control.h"
 #include "platform/win32.h"
 #include "services/data_exchange.h"
+#include "tools/snkprint/argument_checks.h"
 #include "tools/snkprint/messages.h"
 #include "tools/snkprint/setting_keys.h"
 
@@ -222,6 +223,7 @@ int Set(const SettingKey& key, std::string_view text, std::FILE* err) {
     Complain(err, FormatMessage(Msg::WriteFailed, {key.name}));
     return 1;
   }
+  if (auto warning = SettingWarning(key.name, text)) Complain(err, *warning);
   return 0;
 }
 

@@ -3,6 +3,7 @@
 // It plays the parts that Windows plays around a printer driver: the
 // spooler and engine load the driver by path and call its entries in order,
 // and the EMF player turns each page's records into drawing calls.
+#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -21,6 +22,7 @@
 #include "host/gdi/emf_reader.h"
 #include "host/system/host_control.h"
 #include "services/data_exchange.h"
+#include "tools/snkprint/argument_checks.h"
 #include "tools/snkprint/config_command.h"
 #include "tools/snkprint/job_settings.h"
 #include "tools/snkprint/messages.h"
@@ -35,7 +37,79 @@ using snk::print::Options;
 
 const std::u16string kPrinterName(snk::print::kPrinterName);
 
-void Say(const std::string& text) { std::fprintf(stderr, "snkprint: %s\n", text.c_str()); }
+// Whether the progress line stands on the terminal: a message clears it first.
+bool g_progressShown = false;
+constexpr char kClearLine[] = "\r\033[K";
+
+void Say(const std::string& text) {
+  if (g_progressShown) std::fputs(kClearLine, stderr);
+  g_progressShown = false;
+  std::fprintf(stderr, "snkprint: %s\n", text.c_str());
+}
+
+// One line on a terminal's standard error, rewritten for every page and
+// cleared at the end.
+class ProgressLine {
+ public:
+  ProgressLine(const Options& options) : on_(!options.quiet && isatty(STDERR_FILENO)) {}
+  ~ProgressLine() {
+    if (g_progressShown) std::fputs(kClearLine, stderr);
+    g_progressShown = false;
+  }
+  ProgressLine(const ProgressLine&) = delete;
+  ProgressLine& operator=(const ProgressLine&) = delete;
+
+  void Show(size_t page, size_t total, const std::string& path) {
+    if (!on_) return;
+    std::string name = std::filesystem::path(path).filename().string();
+    std::string text = FormatMessage(Msg::Progress, {std::to_string(page), std::to_string(total), name});
+    std::fprintf(stderr, "%ssnkprint: %s", kClearLine, text.c_str());
+    std::fflush(stderr);
+    g_progressShown = true;
+  }
+
+ private:
+  bool on_;
+};
+
+// What a SIGINT or SIGTERM handler may use: prepared before the job.
+std::string g_interruptedText;
+char g_settingsPath[4096] = {};
+
+// Discards the output's temporary file and the job's settings file; the
+// file that was under the output's name stays as it was.
+extern "C" void OnInterrupt(int signal) {
+  snk::host::DiscardOpenOutputs();
+  if (g_settingsPath[0]) unlink(g_settingsPath);
+  if (g_progressShown) (void)!write(STDERR_FILENO, kClearLine, sizeof kClearLine - 1);
+  (void)!write(STDERR_FILENO, g_interruptedText.data(), g_interruptedText.size());
+  _exit(128 + signal);
+}
+
+void CatchInterrupts() {
+  g_interruptedText = "snkprint: " + FormatMessage(Msg::Interrupted) + "\n";
+  struct sigaction action = {};
+  action.sa_handler = OnInterrupt;
+  sigemptyset(&action.sa_mask);
+  sigaddset(&action.sa_mask, SIGINT);
+  sigaddset(&action.sa_mask, SIGTERM);
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
+}
+
+// Reports every file whose writing failed; true when there was one.
+bool ReportWriteFailures() {
+  auto failures = snk::host::WriteFailures();
+  for (const auto& failure : failures) Say(FormatMessage(Msg::OutputFailed, {failure.path, failure.cause}));
+  return !failures.empty();
+}
+
+bool PrinterInBatchMode() {
+  HANDLE printer = snk::host::OpenHostPrinter(kPrinterName);
+  bool batch = printer && GetPrinterInt(printer, u"Batch", 0) != 0;
+  if (printer) snk::host::ClosePrinter(printer);
+  return batch;
+}
 
 std::string DefaultDriverPath() {
   std::error_code ec;
@@ -81,8 +155,13 @@ class JobSettingsFile {
       return;
     }
     snk::print::WriteJobSettings(file_, options.job);
+    if (!keep_) {
+      std::string path = ShownPath(file_.GetFileName());
+      if (path.size() < sizeof g_settingsPath) std::copy(path.begin(), path.end(), g_settingsPath);
+    }
   }
   ~JobSettingsFile() {
+    g_settingsPath[0] = '\0';
     if (!made_) return;
     if (keep_)
       Say(FormatMessage(Msg::SettingsFileKept, {ShownPath(file_.GetFileName())}));
@@ -220,8 +299,10 @@ JobResult PrintPages(const Options& options, snk::gdi::EmfFile first, snk::engin
   snk::gdi::EmfPlayer player;
   snk::gdi::DriverTarget target(job);
   SurfaceDumper dumper(options.dumpSurface);
+  ProgressLine progress(options);
   std::optional<snk::gdi::EmfFile> page = std::move(first);
   for (size_t i = 0; i < options.pages.size(); ++i) {
+    progress.Show(i + 1, options.pages.size(), options.pages[i]);
     std::string error;
     if (i > 0) page = snk::gdi::EmfFile::Open(options.pages[i], &error);
     if (!page) {
@@ -294,6 +375,7 @@ int Run(const Options& options) {
 
   HANDLE printer = snk::host::OpenHostPrinter(kPrinterName);
   int status = 0;
+  CatchInterrupts();
   {
     JobSettingsFile settings(options);
     snk::engine::EngineJob job(*driver);
@@ -321,6 +403,7 @@ int Run(const Options& options) {
     }
   }
   snk::host::ClosePrinter(printer);
+  if (ReportWriteFailures()) status = 1;
   return status;
 }
 
@@ -340,5 +423,12 @@ int main(int argc, char** argv) {
     std::fputs(snk::print::UsageText(), stdout);
     return 0;
   }
+  const bool batch = options->output && PrinterInBatchMode();
+  if (auto refused = snk::print::RefusedArgument(*options, batch)) {
+    Say(*refused);
+    return 2;
+  }
+  for (const auto& [name, value] : options->settings)
+    if (auto warning = snk::print::SettingWarning(name, value)) Say(*warning);
   return Run(*options);
 }

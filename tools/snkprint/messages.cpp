@@ -57,6 +57,7 @@ constexpr MessageEntry kMessages[] = {
      "  --dump-surface DIR     write each page's engine surface, as it stands when\n"
      "                         the page is sent, to DIR/page-0001.png, ...\n"
      "  -v, --verbose          report the records that were not played\n"
+     "  -q, --quiet            no progress line (shown only on a terminal)\n"
      "  -h, --help             this text\n"
      "\n"
      "snkprint config keeps your stored settings: \"list\" shows every key with its\n"
@@ -98,6 +99,20 @@ constexpr MessageEntry kMessages[] = {
     {Msg::FaceBlockSize, "the stored %s block claims %s bytes but holds %s; only what it holds is read"},
     {Msg::NoPrinter, "cannot open the printer \"%s\""},
     {Msg::PrinterValueReset, "%s cannot be removed from the printer's data; it is set to its default"},
+    {Msg::EmptyOutput, "-o needs a file name"},
+    {Msg::OutputIsInput, "the output %s is one of the pages to print; nothing was written"},
+    {Msg::OutputTooLong,
+     "the output path %s is longer than the driver takes (%s characters); nothing was written"},
+    {Msg::OutputExists, "--no-overwrite: %s exists already; nothing was written"},
+    {Msg::BatchWithOutput,
+     "the printer is in batch mode, which names the file itself (printer.Folder, printer.DestName); -o is "
+     "refused: leave it out, or turn batch mode off with \"snkprint config set printer.Batch 0\""},
+    {Msg::EmptyTitle, "--title needs a text; an empty title would make the file \".pdf\""},
+    {Msg::PdfVersionNoHeader,
+     "warning: PDFVersion %s is not 13 to 17; the file will have no %PDF header line"},
+    {Msg::OutputFailed, "cannot write %s: %s; a file that was there is unchanged"},
+    {Msg::Interrupted, "interrupted; the output was not written and a file that was there is unchanged"},
+    {Msg::Progress, "page %s of %s: %s"},
 };
 
 }  // namespace

@@ -42,6 +42,16 @@ enum class Msg : int {
   FaceBlockSize = 2337,
   NoPrinter = 2338,
   PrinterValueReset = 2339,
+  EmptyOutput = 2340,
+  OutputIsInput = 2341,
+  OutputTooLong = 2342,
+  OutputExists = 2343,
+  BatchWithOutput = 2344,
+  EmptyTitle = 2345,
+  PdfVersionNoHeader = 2346,
+  OutputFailed = 2347,
+  Interrupted = 2348,
+  Progress = 2349,
 };
 
 struct MessageEntry {

@@ -66,6 +66,8 @@ bool ParseSwitch(std::string_view arg, Options& options) {
     options.help = true;
   } else if (arg == "-v" || arg == "--verbose") {
     options.verbose = true;
+  } else if (arg == "-q" || arg == "--quiet") {
+    options.quiet = true;
   } else {
     return false;
   }

@@ -51,6 +51,7 @@ struct Options {
   std::optional<std::string> driver;
   std::optional<std::string> dumpSurface;  // folder for each page's surface as PNG
   bool verbose = false;
+  bool quiet = false;  // no progress line
   bool help = false;
   std::optional<ConfigCommand> config;  // "snkprint config ..."
 };
