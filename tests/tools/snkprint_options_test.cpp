@@ -68,6 +68,8 @@ TEST(SnkprintOptions, BadValuesAreRefusedWithTheValue) {
   EXPECT_EQ(error, "unknown option --pdfa=1");
   EXPECT_FALSE(Parse({"--pdfa"}, &error));
   EXPECT_EQ(error, "no pages to print");
+  EXPECT_FALSE(Parse({"a.emf", "--max-surface", "0"}, &error));
+  EXPECT_EQ(Parse({"a.emf", "--max-surface", "64"})->maxSurfaceMb, 64);
   // The per-run overlay covers the user's settings only.
   EXPECT_FALSE(Parse({"a.emf", "--set", "Printer.FFaces=Arial"}, &error));
   EXPECT_NE(error.find("snkprint config set Printer.FFaces VALUE"), std::string::npos) << error;

@@ -16,6 +16,7 @@
 
 #include "base/byte_string.h"
 #include "host/engine/print_job.h"
+#include "host/engine/surface.h"
 #include "host/engine/surface_png.h"
 #include "host/gdi/driver_target.h"
 #include "host/gdi/emf_player.h"
@@ -370,6 +371,7 @@ int Run(const Options& options) {
   }
   ApplyRunSettings(options);
   SetDialogPolicy(options);
+  if (options.maxSurfaceMb) snk::engine::SetMaxSurfaceBytes(uint64_t(*options.maxSurfaceMb) << 20);
   if (options.output && options.job.useDefaultName.value_or(false))
     Say(FormatMessage(Msg::DefaultNameWithOutput));
 

@@ -56,6 +56,9 @@ constexpr MessageEntry kMessages[] = {
      "  --driver PATH          the driver module (default: snk_drv.so beside snkprint)\n"
      "  --dump-surface DIR     write each page's engine surface, as it stands when\n"
      "                         the page is sent, to DIR/page-0001.png, ...\n"
+     "  --max-surface MB       the largest page surface the engine makes (default\n"
+     "                         256); a larger page is printed without one, and\n"
+     "                         what only the engine can draw is lost\n"
      "  -v, --verbose          report the records that were not played\n"
      "  -q, --quiet            no progress line (shown only on a terminal)\n"
      "  -h, --help             this text\n"
@@ -72,6 +75,7 @@ constexpr MessageEntry kMessages[] = {
     {Msg::BadSet, "--set needs NAME=VALUE"},
     {Msg::BadPdfVersion, "--pdf-version needs 1.3, 1.4, 1.5, 1.6 or 1.7, not \"%s\""},
     {Msg::BadEmbed, "--embed needs 0, 1, 2 or 3, not \"%s\""},
+    {Msg::BadMaxSurface, "--max-surface needs a whole number of megabytes from 1 to 1024, not \"%s\""},
     {Msg::SetPrinterKey,
      "--set %s: the printer's batch values cannot be set for one job; store one with "
      "\"snkprint config set %s VALUE\""},

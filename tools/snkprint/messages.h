@@ -52,6 +52,7 @@ enum class Msg : int {
   OutputFailed = 2347,
   Interrupted = 2348,
   Progress = 2349,
+  BadMaxSurface = 2350,
 };
 
 struct MessageEntry {

@@ -77,12 +77,24 @@ bool ParseSwitch(std::string_view arg, Options& options) {
 constexpr std::string_view kValueOptions[] = {
     "-o", "--output", "--title", "--driver", "--paper", "--dpi", "--set", "--info-title",
     "--info-subject", "--info-author", "--info-keywords", "--info-creator", "--folder",
-    "--pdf-version", "--embed", "--dump-surface"};
+    "--pdf-version", "--embed", "--dump-surface", "--max-surface"};
 
 bool TakesValue(std::string_view arg) {
   for (auto name : kValueOptions)
     if (arg == name) return true;
   return false;
+}
+
+// A whole number from `low` to `high` as an option's value; false with
+// `error` set from `bad` otherwise.
+bool WholeOption(const char* v, int low, int high, Msg bad, std::optional<int>& out, std::string* error) {
+  int value = 0;
+  if (!ParseWhole(v, low, high, value)) {
+    *error = FormatMessage(bad, {v});
+    return false;
+  }
+  out = value;
+  return true;
 }
 
 // "printer.NAME" in any case: a value of the printer's data.
@@ -118,15 +130,8 @@ bool ParseValueOption(std::string_view arg, const char* v, Options& options, std
     if (!options.paper) *error = FormatMessage(Msg::BadPaper, {v});
     return options.paper.has_value();
   }
-  if (arg == "--dpi") {
-    int dpi = 0;
-    if (!ParseWhole(v, 1, 32767, dpi)) {
-      *error = FormatMessage(Msg::BadDpi, {v});
-      return false;
-    }
-    options.dpi = dpi;
-    return true;
-  }
+  if (arg == "--dpi") return WholeOption(v, 1, 32767, Msg::BadDpi, options.dpi, error);
+  if (arg == "--max-surface") return WholeOption(v, 1, 1024, Msg::BadMaxSurface, options.maxSurfaceMb, error);
   if (arg == "--pdf-version") {
     job.pdfVersion = ParsePdfVersion(v);
     if (!job.pdfVersion) *error = FormatMessage(Msg::BadPdfVersion, {v});

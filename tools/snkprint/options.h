@@ -50,6 +50,7 @@ struct Options {
   JobOptions job;
   std::optional<std::string> driver;
   std::optional<std::string> dumpSurface;  // folder for each page's surface as PNG
+  std::optional<int> maxSurfaceMb;         // the largest page surface the host makes
   bool verbose = false;
   bool quiet = false;  // no progress line
   bool help = false;
