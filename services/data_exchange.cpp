@@ -86,6 +86,14 @@ void GetRegString(const char16_t* name, char16_t* out, size_t capacity, const ch
 
 namespace {
 
+// A registry text value: UTF-16LE with its terminator.
+std::vector<BYTE> TerminatedText(const char16_t* text) {
+  std::vector<BYTE> data;
+  AppendUTF16LE(data, text ? text : u"");
+  AppendUTF16LE(data, std::u16string_view(u"", 1));
+  return data;
+}
+
 int SetUserValue(const char16_t* name, DWORD type, const BYTE* data, DWORD size) {
   HKEY key = nullptr;
   if (RegOpenKeyExW(HKEY_CURRENT_USER, UserSettingsKeyPath().c_str(), 0, KEY_ALL_ACCESS, &key) != 0)
@@ -103,9 +111,7 @@ int SetRegInt(const char16_t* name, uint32_t value) {
 }
 
 int SetRegString(const char16_t* name, const char16_t* text) {
-  std::vector<BYTE> data;
-  AppendUTF16LE(data, text ? text : u"");
-  AppendUTF16LE(data, std::u16string_view(u"", 1));  // the terminator
+  const std::vector<BYTE> data = TerminatedText(text);
   return SetUserValue(name, REG_MULTI_SZ, data.data(), static_cast<DWORD>(data.size()));
 }
 
@@ -115,9 +121,7 @@ int SetProductRegString(const char16_t* name, const char16_t* text) {
   if (RegCreateKeyExW(HKEY_CURRENT_USER, kProductKeyPath, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
                       nullptr, &key, &disposition) != static_cast<LSTATUS>(ERROR_SUCCESS))
     return 0;
-  std::vector<BYTE> data;
-  AppendUTF16LE(data, text ? text : u"");
-  AppendUTF16LE(data, std::u16string_view(u"", 1));  // the terminator
+  const std::vector<BYTE> data = TerminatedText(text);
   LSTATUS status = RegSetValueExW(key, name, 0, REG_SZ, data.data(), static_cast<DWORD>(data.size()));
   RegCloseKey(key);
   return status == 0 ? 1 : 0;

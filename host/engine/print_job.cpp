@@ -60,18 +60,15 @@ bool EngineJob::Enable(DeviceRequest request, const std::u16string& deviceName, 
                        std::string* error) {
   deviceName_ = deviceName;
   printer_ = printer;
-  if (!EnableDevice(current_, request, error)) return false;
-  current_.hsurf = driver_.Get<PFN_DrvEnableSurface>(INDEX_DrvEnableSurface)(current_.engine->dhpdev);
-  if (!current_.hsurf) {
-    if (error) *error = "DrvEnableSurface failed";
-    return false;
-  }
-  current_.surface = EngLockSurface(current_.hsurf);
-  if (!current_.surface) {
-    if (error) *error = "the driver's surface is not an engine surface";
-    return false;
-  }
-  return true;
+  return EnableDevice(current_, request, error) && EnableSurface(current_, error);
+}
+
+bool EngineJob::EnableSurface(Device& device, std::string* error) {
+  device.hsurf = driver_.Get<PFN_DrvEnableSurface>(INDEX_DrvEnableSurface)(device.engine->dhpdev);
+  device.surface = device.hsurf ? EngLockSurface(device.hsurf) : nullptr;
+  if (device.surface) return true;
+  if (error) *error = device.hsurf ? "the driver's surface is not an engine surface" : "DrvEnableSurface failed";
+  return false;
 }
 
 bool EngineJob::Reset(DeviceRequest request, std::string* error) {
@@ -92,15 +89,10 @@ bool EngineJob::Reset(DeviceRequest request, std::string* error) {
   }
   // From here the job belongs to the new device; the old one only waits to
   // be disabled, whatever happens to the new surface.
-  next.hsurf = driver_.Get<PFN_DrvEnableSurface>(INDEX_DrvEnableSurface)(next.engine->dhpdev);
-  next.surface = next.hsurf ? EngLockSurface(next.hsurf) : nullptr;
+  const bool surfaceMade = EnableSurface(next, error);
   std::swap(current_, next);
   DisableDevice(next);
-  if (!current_.surface) {
-    if (error) *error = "DrvEnableSurface failed for the new paper";
-    return false;
-  }
-  return StartDoc(documentName_, 0);
+  return surfaceMade && StartDoc(documentName_, 0);
 }
 
 bool EngineJob::StartDoc(const std::u16string& documentName, DWORD jobId) {

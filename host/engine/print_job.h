@@ -87,6 +87,8 @@ class SNK_HOST_API EngineJob {
   };
 
   bool EnableDevice(Device& device, DeviceRequest& request, std::string* error);
+  // DrvEnableSurface for the device, and the engine surface locked.
+  bool EnableSurface(Device& device, std::string* error);
   void DisableDevice(Device& device);
 
   const DriverModule& driver_;
