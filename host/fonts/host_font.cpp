@@ -36,7 +36,6 @@ struct FontobjBlock {
   HostFont* owner;
 };
 
-constexpr double kDefaultEm = 12;       // a request of height 0
 constexpr double kItalicShear = 0.342;  // simulated italic, as the driver's PDF text slants
 constexpr double kBoldStroke = 0.02;     // simulated bold: the PDF text's stroke, in ems
 constexpr int kMaxHintedPpem = 2048;    // larger sizes are drawn scaled from this one

@@ -28,6 +28,9 @@
 
 namespace snk::fonts {
 
+// The em, in request units, of a request of height 0.
+inline constexpr double kDefaultEm = 12;
+
 // What a LOGFONTW asks for. Sizes are in the request's own units (the
 // device context's logical units), with LOGFONTW's sign conventions.
 struct FontRequest {

@@ -86,6 +86,11 @@ constexpr MIX kCopyPen = R2_COPYPEN | R2_COPYPEN << 8;
 constexpr size_t kMaxRealizedFonts = 32;
 // Text whose em is larger than this many pixels is refused.
 constexpr double kMaxEmPixels = 100000;
+// Text whose em covers less than a square of this many pixels is refused
+// too: the engine places glyphs on a grid of sixteenths of a pixel, and a
+// run's positions, divided by an em that small (or by the em of a transform
+// that nearly folds its two axes into one), leave the page's coordinates.
+constexpr double kMinEmPixels = 1.0 / 16;
 
 std::string Num(uint64_t v) { return std::to_string(v); }
 
@@ -499,10 +504,14 @@ bool DeviceContext::LayOutText(const EmrTextRun& run, TextJob& job, std::string*
   DcState& s = state_;
   const FontObject& font = s.font->font;
   const Matrix& f = job.f;
-  const double em = std::max(std::abs(double(font.height)), std::abs(double(font.width)));
+  const double em = font.height == 0 && font.width == 0
+                        ? fonts::kDefaultEm
+                        : std::max(std::abs(double(font.height)), std::abs(double(font.width)));
+  const std::string size = "text of " + Num(uint64_t(em)) + " logical units";
   if (em * std::max(std::hypot(f.m11, f.m12), std::hypot(f.m21, f.m22)) > kMaxEmPixels)
-    return Fail(fault,
-                "text of " + Num(uint64_t(std::abs(double(font.height)))) + " logical units is too large");
+    return Fail(fault, size + " is too large");
+  if (em * em * std::abs(f.Determinant()) < kMinEmPixels * kMinEmPixels)
+    return Fail(fault, size + " is too small to place on the page");
   job.rf = RealizeFont(font, f, fault);
   if (!job.rf) return false;
   fonts::HostFont& hf = *job.rf->font;

@@ -503,6 +503,45 @@ TEST(EmfText, DamagedRecordsAreSkippedWithAMessage) {
   for (const std::string& e : p.stats.errors) EXPECT_NE(e.find("EMR_"), std::string::npos) << e;
 }
 
+// Under world transforms far from any page, text reaches the driver only
+// with an em that the engine can place (from a sixteenth of a pixel to the
+// largest em), else the record is skipped with a message: a text matrix
+// that rounds to zero would give the driver positions beyond any number.
+TEST(EmfText, TransformsOutsideTheEnginesRangeSkipTheText) {
+  struct Case {
+    float m11, m12, m21, m22;
+    const char* refusal;  // empty: drawn
+  };
+  const Case cases[] = {
+      {1, 0, 0, 1, ""},
+      {0.01f, 0, 0, 0.01f, ""},  // an em of 0.4 pixels: small but placeable
+      {1e-7f, 0, 0, 1e-7f, "too small"},
+      {1e-30f, 0, 0, 1e-30f, "too small"},
+      {1, 1, 1, 1.000001f, "too small"},  // both axes folded onto one line
+      {1e7f, 0, 0, 1e7f, "too large"},
+      {1e30f, 0, 0, 1e30f, "lies too far away"},  // the text rectangle
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.m11);
+    EmfWriter w = Page();
+    const float xform[6] = {c.m11, c.m12, c.m21, c.m22, 500, 500};
+    w.SetWorldTransform(xform);
+    EmfText fields;
+    fields.graphicsMode = 2;
+    w.ExtTextOutW(0, 0, u"AB", fields);
+    const Played p = Play(w);
+    const auto t = Calls(p, "textout");
+    if (*c.refusal) {
+      EXPECT_TRUE(t.empty());
+      EXPECT_NE(p.Errors().find(c.refusal), std::string::npos) << p.Errors();
+    } else {
+      ASSERT_EQ(t.size(), 1u) << p.Errors();
+      const XFORML& f = t[0].fontXform;
+      EXPECT_GT(std::sqrt(std::abs(f.eM11 * f.eM22 - f.eM12 * f.eM21)) * 2048, 1.0 / 16);
+    }
+  }
+}
+
 // The fuzz corpus's text seed reaches every text record with a font that
 // can be realized.
 TEST(EmfText, FuzzSeedPlaysEveryTextRecord) {
