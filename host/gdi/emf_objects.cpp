@@ -469,89 +469,101 @@ uint32_t DibSource::WordOf(uint32_t color) const {
   return 0;
 }
 
-std::optional<DibSource> DecodeDibSource(std::span<const std::byte> info, std::span<const std::byte> bits,
-                                         uint32_t usage, std::string* fault, uint32_t maxRows) {
-  Header h;
-  size_t tableOffset = 0;
-  if (!ReadHeader(info, h, tableOffset, fault)) return std::nullopt;
-  auto fail = [&](std::string text) -> std::optional<DibSource> {
-    Fail(fault, std::move(text));
-    return std::nullopt;
-  };
-  if (usage != DIB_RGB_COLORS && usage != DIB_PAL_COLORS)
-    return fail("colour usage " + Num(usage) + " is neither RGB colours nor palette indices");
-  const uint32_t c = h.compression;
-  DibSource out;
-  if (c == kBiJpeg || c == kBiPng) {
-    // The file's length: biSizeImage when it is given, else all the bits.
-    std::span<const std::byte> file = bits;
-    if (h.sizeImage != 0) {
-      if (h.sizeImage > bits.size())
-        return fail("biSizeImage " + Num(h.sizeImage) + " exceeds the " + Num(bits.size()) +
-                    " bytes of bits");
-      file = bits.first(h.sizeImage);
-    }
-    const bool ok = c == kBiJpeg ? DecodeJpeg(file, out, fault) : ReadPng(file, out, fault);
-    if (!ok) return std::nullopt;
-    return out;
+namespace {
+
+// A JPEG or PNG file inside a bitmap record: biSizeImage bytes when given,
+// else all the bits.
+bool DecodeEmbeddedFile(const Header& h, std::span<const std::byte> bits, DibSource& out,
+                        std::string* fault) {
+  std::span<const std::byte> file = bits;
+  if (h.sizeImage != 0) {
+    if (h.sizeImage > bits.size())
+      return Fail(fault,
+                  "biSizeImage " + Num(h.sizeImage) + " exceeds the " + Num(bits.size()) + " bytes of bits");
+    file = bits.first(h.sizeImage);
   }
-  if (h.width <= 0) return fail("biWidth " + std::to_string(h.width) + " is not positive");
+  return h.compression == kBiJpeg ? DecodeJpeg(file, out, fault) : ReadPng(file, out, fault);
+}
+
+// The header's size, depth and compression, checked against each other;
+// fills the source's geometry.
+bool CheckGeometry(const Header& h, uint32_t maxRows, DibSource& out, std::string* fault) {
+  if (h.width <= 0) return Fail(fault, "biWidth " + std::to_string(h.width) + " is not positive");
   if (h.height == 0 || h.height == INT32_MIN)
-    return fail("biHeight " + std::to_string(h.height) + " is unusable");
-  switch (h.bitCount) {
-    case 1:
-    case 4:
-    case 8:
-    case 16:
-    case 24:
-    case 32:
-      break;
-    default:
-      return fail("biBitCount " + Num(h.bitCount) + " is not 1, 4, 8, 16, 24 or 32");
-  }
+    return Fail(fault, "biHeight " + std::to_string(h.height) + " is unusable");
+  const uint32_t c = h.compression;
+  if (h.bitCount != 1 && h.bitCount != 4 && h.bitCount != 8 && h.bitCount != 16 && h.bitCount != 24 &&
+      h.bitCount != 32)
+    return Fail(fault, "biBitCount " + Num(h.bitCount) + " is not 1, 4, 8, 16, 24 or 32");
   const bool ok = c == kBiRgb || (c == kBiRle8 && h.bitCount == 8) || (c == kBiRle4 && h.bitCount == 4) ||
                   (c == kBiBitfields && (h.bitCount == 16 || h.bitCount == 32));
-  if (!ok) return fail("biCompression " + Num(c) + " does not go with biBitCount " + Num(h.bitCount));
+  if (!ok) return Fail(fault, "biCompression " + Num(c) + " does not go with biBitCount " + Num(h.bitCount));
   const bool rle = c == kBiRle8 || c == kBiRle4;
   if (rle && h.height < 0)
-    return fail("biHeight " + std::to_string(h.height) + ": compressed bitmaps are stored bottom-up");
+    return Fail(fault, "biHeight " + std::to_string(h.height) + ": compressed bitmaps are stored bottom-up");
   const uint64_t width = h.width;
   const uint64_t height = std::min<uint64_t>(h.height < 0 ? -h.height : h.height, maxRows);
-  if (height == 0) return fail("no scan lines to decode");
+  if (height == 0) return Fail(fault, "no scan lines to decode");
   if (width * height > kMaxPixels)
-    return fail("bitmap of " + Num(width) + " x " + Num(height) + " pixels exceeds 64 Mi pixels");
+    return Fail(fault, "bitmap of " + Num(width) + " x " + Num(height) + " pixels exceeds 64 Mi pixels");
   out.width = static_cast<int32_t>(width);
   out.height = static_cast<int32_t>(height);
   out.bitCount = h.bitCount;
   out.format = FormatOfDepth(h.bitCount);
   out.topDown = h.height < 0 || rle;
   out.stride = static_cast<uint32_t>(Stride(width, h.bitCount));
+  return true;
+}
 
-  // Colours.
-  if (h.bitCount <= 8) {
-    out.colors = DibSource::Colors::Indexed;
-    const uint32_t full = 1u << h.bitCount;
-    const uint32_t entries = h.clrUsed == 0 || h.clrUsed > full ? full : h.clrUsed;
-    const size_t entrySize = usage == DIB_PAL_COLORS ? 2 : h.core ? 3 : 4;
-    const size_t present = info.size() > tableOffset ? (info.size() - tableOffset) / entrySize : 0;
-    const uint32_t read = static_cast<uint32_t>(std::min<size_t>(entries, present));
-    if (read < entries)
-      out.note = "colour table: " + Num(entries) + " entries expected, " + Num(read) +
-                 " present; the missing ones are black";
-    out.palette.assign(entries, 0);
-    ByteReader table(info);
-    table.Seek(tableOffset);
-    for (uint32_t i = 0; i < read; ++i) {
+// The colour table of an indexed bitmap (RGB quads, core triples or
+// palette indices); missing entries stay black, with a note.
+void ReadColorTable(const Header& h, std::span<const std::byte> info, size_t tableOffset, uint32_t usage,
+                    DibSource& out) {
+  out.colors = DibSource::Colors::Indexed;
+  const uint32_t full = 1u << h.bitCount;
+  const uint32_t entries = h.clrUsed == 0 || h.clrUsed > full ? full : h.clrUsed;
+  const size_t entrySize = usage == DIB_PAL_COLORS ? 2 : h.core ? 3 : 4;
+  const size_t present = info.size() > tableOffset ? (info.size() - tableOffset) / entrySize : 0;
+  const uint32_t read = static_cast<uint32_t>(std::min<size_t>(entries, present));
+  if (read < entries)
+    out.note = "colour table: " + Num(entries) + " entries expected, " + Num(read) +
+               " present; the missing ones are black";
+  out.palette.assign(entries, 0);
+  ByteReader table(info);
+  table.Seek(tableOffset);
+  for (uint32_t i = 0; i < read; ++i) {
+    if (usage == DIB_PAL_COLORS) {
       uint16_t index = 0;
-      uint8_t bgr[4] = {};
-      if (usage == DIB_PAL_COLORS) {
-        table.ReadU16(index);
-        out.palette[i] = DefaultPaletteColor(index);
-        continue;
-      }
-      for (size_t k = 0; k < entrySize; ++k) table.ReadU8(bgr[k]);
-      out.palette[i] = Rgb(bgr[2], bgr[1], bgr[0]);
+      table.ReadU16(index);
+      out.palette[i] = DefaultPaletteColor(index);
+      continue;
     }
+    uint8_t bgr[4] = {};
+    for (size_t k = 0; k < entrySize; ++k) table.ReadU8(bgr[k]);
+    out.palette[i] = Rgb(bgr[2], bgr[1], bgr[0]);
+  }
+}
+
+}  // namespace
+
+std::optional<DibSource> DecodeDibSource(std::span<const std::byte> info, std::span<const std::byte> bits,
+                                         uint32_t usage, std::string* fault, uint32_t maxRows) {
+  Header h;
+  size_t tableOffset = 0;
+  if (!ReadHeader(info, h, tableOffset, fault)) return std::nullopt;
+  if (usage != DIB_RGB_COLORS && usage != DIB_PAL_COLORS) {
+    Fail(fault, "colour usage " + Num(usage) + " is neither RGB colours nor palette indices");
+    return std::nullopt;
+  }
+  const uint32_t c = h.compression;
+  DibSource out;
+  if (c == kBiJpeg || c == kBiPng) {
+    if (!DecodeEmbeddedFile(h, bits, out, fault)) return std::nullopt;
+    return out;
+  }
+  if (!CheckGeometry(h, maxRows, out, fault)) return std::nullopt;
+  if (h.bitCount <= 8) {
+    ReadColorTable(h, info, tableOffset, usage, out);
   } else if (c == kBiBitfields) {
     out.colors = DibSource::Colors::Bitfields;
     std::copy(h.masks, h.masks + 3, out.masks);
@@ -564,14 +576,17 @@ std::optional<DibSource> DecodeDibSource(std::span<const std::byte> info, std::s
     out.colors = DibSource::Colors::Bgr;
   }
 
-  if (rle) {
+  if (c == kBiRle8 || c == kBiRle4) {
     if (!AllocateRows(out, fault)) return std::nullopt;
     DecodeRunLength(bits, c == kBiRle4, out);
     return out;
   }
   // Uncompressed rows must all be there; checked before anything is allocated.
-  const uint64_t need = uint64_t{out.stride} * height;
-  if (bits.size() < need) return fail(ShortBits(bits.size(), need));
+  const uint64_t need = uint64_t{out.stride} * uint64_t(out.height);
+  if (bits.size() < need) {
+    Fail(fault, ShortBits(bits.size(), need));
+    return std::nullopt;
+  }
   if (!AllocateRows(out, fault)) return std::nullopt;
   const auto* data = reinterpret_cast<const uint8_t*>(bits.data());
   std::copy(data, data + need, out.bits.data());
