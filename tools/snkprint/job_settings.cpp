@@ -134,17 +134,17 @@ const std::vector<FileTwin>& FileTwins() {
 void WriteJobSettings(IKMC_DataExchange& file, const JobOptions& job) {
   const bool letter = IsMetricDefault() == 0;
   for (const FileTwin& twin : FileTwins()) {
-    const SettingKey* key = FindSettingKey(twin.registryName);
+    const CKMC_SettingKey* key = FindSettingKey(twin.registryName);
     if (!key) continue;
     std::u16string section(twin.section), fileKey(twin.fileKey);
-    if (key->type == KeyType::Int) {
+    if (key->type == SettingType::Int) {
       uint32_t fallback = ParseIntValue(DefaultOf(*key, letter)).value_or(0);
       uint32_t value = GetRegInt(std::u16string(key->valueName).c_str(), fallback);
       file.WriteInt(section.c_str(), fileKey.c_str(), static_cast<int>(value));
     } else {
-      char16_t text[kMaxText + 2] = {};
+      char16_t text[kMaxSettingText + 2] = {};
       std::u16string fallback = Wide(DefaultOf(*key, letter));
-      GetRegString(std::u16string(key->valueName).c_str(), text, kMaxText + 1, fallback.c_str());
+      GetRegString(std::u16string(key->valueName).c_str(), text, kMaxSettingText + 1, fallback.c_str());
       file.WriteString(section.c_str(), fileKey.c_str(), text);
     }
   }
