@@ -24,27 +24,33 @@ constexpr struct {
     {"FontWarnMsg", &CKMC_JobSettings::fontWarn},
 };
 
+uint32_t Number(std::string_view name, HANDLE printer = nullptr) {
+  return ReadSettingInt(DriverSetting(name), printer);
+}
+CKM_WideString Text(std::string_view name, HANDLE printer = nullptr) {
+  return ReadSettingText(DriverSetting(name), printer);
+}
+
 }  // namespace
 
 CKMC_JobSettings CKMC_JobSettings::ReadForDevice() {
   CKMC_JobSettings settings;
-  settings.folder = ReadSettingText("Folder");
-  for (const auto& [name, field] : kDeviceNumbers) settings.*field = ReadSettingInt(name);
+  settings.folder = Text("Folder");
+  for (const auto& [name, field] : kDeviceNumbers) settings.*field = Number(name);
   return settings;
 }
 
 CKMC_JobSettings CKMC_JobSettings::ForJob(HANDLE printer, bool bitmapRefused) const {
   CKMC_JobSettings job = *this;
   if (bitmapRefused) job.gdiPunt = 0;
-  job.batch = ReadSettingInt("printer.Batch", printer);
-  job.fileName = ReadSettingText("FileName");
+  job.batch = Number("printer.Batch", printer);
+  job.fileName = Text("FileName");
   if (job.batch) {
     // An outside caller that drives the printer in batch mode sets the
     // destination; it outranks the user's settings, and nobody is asked.
-    job.batchDestName =
-        CKM_WideString(ReadSettingText("printer.DestName", printer).view().substr(0, kMaxSettingText));
-    job.folder = ReadSettingText("printer.Folder", printer);
-    job.fontEmbed = ReadSettingInt("printer.FontEmbed", printer);
+    job.batchDestName = CKM_WideString(Text("printer.DestName", printer).view().substr(0, kMaxSettingText));
+    job.folder = Text("printer.Folder", printer);
+    job.fontEmbed = Number("printer.FontEmbed", printer);
     job.overwrite = 1;
     job.useDefaultName = 1;
     job.openFile = 0;
@@ -54,7 +60,7 @@ CKMC_JobSettings CKMC_JobSettings::ForJob(HANDLE printer, bool bitmapRefused) co
   // The faces to embed are read anew whenever embedding is on; a missing
   // value leaves an empty list.
   job.faceBlock.clear();
-  if (job.fontEmbed) job.faceBlock = ReadSettingFaces("printer.FFaces", printer);
+  if (job.fontEmbed) job.faceBlock = ReadSettingFaces(DriverSetting("printer.FFaces"), printer);
   return job;
 }
 

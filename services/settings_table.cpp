@@ -101,20 +101,6 @@ bool SameIgnoringCase(std::string_view a, std::string_view b) {
   return true;
 }
 
-// The key the driver reads under `name`; the name is the driver's own, so
-// a miss is a fault in the caller.
-const CKMC_SettingKey& DriverKey(std::string_view name) {
-  const CKMC_SettingKey* key = FindSettingKey(name);
-  if (!key || !key->driverDefault) std::abort();
-  return *key;
-}
-
-uint32_t DriverIntDefault(const CKMC_SettingKey& key) {
-  uint32_t value = 0;
-  std::from_chars(key.driverDefault->data(), key.driverDefault->data() + key.driverDefault->size(), value);
-  return value;
-}
-
 }  // namespace
 
 std::span<const CKMC_SettingKey> SettingKeys() { return kKeys; }
@@ -130,27 +116,34 @@ std::string_view DefaultOf(const CKMC_SettingKey& key, bool letter) {
   return letter && !key.letterDefault.empty() ? key.letterDefault : key.pagesDefault;
 }
 
-uint32_t ReadSettingInt(std::string_view name, HANDLE printer) {
-  const CKMC_SettingKey& key = DriverKey(name);
-  std::u16string valueName(key.valueName);
-  if (key.store == SettingStore::Printer)
-    return GetPrinterInt(printer, valueName.c_str(), DriverIntDefault(key));
-  return GetRegInt(valueName.c_str(), DriverIntDefault(key));
+const CKMC_SettingKey& DriverSetting(std::string_view name) {
+  const CKMC_SettingKey* key = FindSettingKey(name);
+  // The names are the driver's own: a miss is a fault of the build.
+  if (!key || !key->driverDefault) std::abort();
+  return *key;
 }
 
-CKM_WideString ReadSettingText(std::string_view name, HANDLE printer) {
-  const CKMC_SettingKey& key = DriverKey(name);
+uint32_t ReadSettingInt(const CKMC_SettingKey& key, HANDLE printer, bool letter) {
+  std::string_view text = DefaultOf(key, letter);
+  uint32_t fallback = 0;
+  std::from_chars(text.data(), text.data() + text.size(), fallback);
+  std::u16string valueName(key.valueName);
+  if (key.store == SettingStore::Printer) return GetPrinterInt(printer, valueName.c_str(), fallback);
+  return GetRegInt(valueName.c_str(), fallback);
+}
+
+CKM_WideString ReadSettingText(const CKMC_SettingKey& key, HANDLE printer, bool letter) {
   std::u16string valueName(key.valueName);
   // Printer data texts are at most 520 bytes; absent means empty.
   if (key.store == SettingStore::Printer) return GetPrinterString(printer, valueName.c_str(), 520);
   char16_t text[kMaxSettingText + 1] = {};
-  std::u16string fallback(key.driverDefault->begin(), key.driverDefault->end());
+  std::u16string fallback = CKM_WideString::FromUTF8(DefaultOf(key, letter)).str();
   GetRegString(valueName.c_str(), text, kMaxSettingText + 1, fallback.c_str());
   return CKM_WideString::FromBuffer(text, kMaxSettingText + 1);
 }
 
-std::vector<uint8_t> ReadSettingFaces(std::string_view name, HANDLE printer) {
+std::vector<uint8_t> ReadSettingFaces(const CKMC_SettingKey& key, HANDLE printer) {
   std::vector<uint8_t> block;
-  if (!GetPrinterBlock(printer, std::u16string(DriverKey(name).valueName).c_str(), block)) block.clear();
+  if (!GetPrinterBlock(printer, std::u16string(key.valueName).c_str(), block)) block.clear();
   return block;
 }

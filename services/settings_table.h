@@ -51,10 +51,13 @@ const CKMC_SettingKey* FindSettingKey(std::string_view name);
 // reads the value, else the pages' (`letter` picks the Letter variant).
 std::string_view DefaultOf(const CKMC_SettingKey& key, bool letter);
 
-// The driver's reading of a value the table names (`name` must be one with
-// a driver default). `printer` is used for printer data only. A missing or
-// mistyped value gives the driver's default; texts are cut to 260 units.
-uint32_t ReadSettingInt(std::string_view name, HANDLE printer = nullptr);
-CKM_WideString ReadSettingText(std::string_view name, HANDLE printer = nullptr);
+// The key the driver reads under `name`: one with a driver default.
+const CKMC_SettingKey& DriverSetting(std::string_view name);
+
+// The stored value of `key`; a missing or mistyped one gives
+// DefaultOf(key, letter). `printer` is used for printer data only. Texts are
+// cut to 260 units.
+uint32_t ReadSettingInt(const CKMC_SettingKey& key, HANDLE printer = nullptr, bool letter = false);
+CKM_WideString ReadSettingText(const CKMC_SettingKey& key, HANDLE printer = nullptr, bool letter = false);
 // A face block of the printer's data; empty when it is missing.
-std::vector<uint8_t> ReadSettingFaces(std::string_view name, HANDLE printer);
+std::vector<uint8_t> ReadSettingFaces(const CKMC_SettingKey& key, HANDLE printer);
