@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <tuple>
 
 #include "driver/driver_entry.h"
 #include "host/engine/surface.h"
@@ -87,26 +86,8 @@ TEST_F(Device, ResolutionIsAtLeast72AndAtMost300ForTheBitmapSurface) {
   EXPECT_EQ(Enable(Paper(2100, 2970, 72))->Dpi(), 72);
 }
 
-TEST_F(Device, SettingsAreTheUsersWithTheTablesDefaultsAndEachJobsBatchControls) {
-  EXPECT_EQ(Enable(Paper(2100, 2970, 300))->settings, CKMC_JobSettings{});  // nothing stored
-  SetUserInt(u"PDFVersion", 17);
-  SetRegString(u"FontEmbed", u"1");  // a text is no number: the default stays
-  SetRegString(u"Folder", u"C:\\out");
-  const CKMC_JobSettings& user = Enable(Paper(2100, 2970, 300))->settings;
-  EXPECT_EQ(user.pdfVersion, 17u);
-  EXPECT_EQ(user.fontEmbed, 2u);
-  EXPECT_EQ(user.folder, CKM_WideString(u"C:\\out"));
-
-  // A job reads the printer's batch controls when it starts; they replace
-  // the destination and the embedding, and nobody is asked.
-  DWORD one = 1;
-  SetPrinterDataExW(printer_, u"PrinterDriverData", u"Batch", REG_DWORD, reinterpret_cast<BYTE*>(&one), 4);
-  CKMC_JobSettings batch = user.ForJob(printer_, true);
-  EXPECT_EQ(batch.folder, CKM_WideString());  // the printer has none
-  EXPECT_EQ(std::tuple(batch.fontEmbed, batch.gdiPunt), std::tuple(0u, 0u));
-  EXPECT_EQ(std::tuple(batch.overwrite, batch.useDefaultName, batch.openFile), std::tuple(1u, 1u, 0u));
-  SetUserInt(u"PDFA1B", 1);
-  EXPECT_EQ(Enable(Paper(2100, 2970, 300))->settings.ForJob(printer_, false).fontEmbed, 2u);  // PDF/A embeds all
+TEST_F(Device, SettingsMissingFromTheStoreTakeTheTablesDefaults) {
+  EXPECT_EQ(Enable(Paper(2100, 2970, 300))->settings, CKMC_JobSettings{});
 }
 
 TEST_F(Device, PageSizeFollowsPaperAndOrientation) {
