@@ -11,27 +11,10 @@
 #include "services/language.h"
 #include "services/message_box.h"
 
-CKMC_Device::CKMC_Device() = default;
+CKMC_Device::CKMC_Device(CKMC_JobSettings settings) : settings(std::move(settings)) {}
 CKMC_Device::~CKMC_Device() {
   document.reset();
   if (palette) EngDeletePalette(palette);
-}
-
-void CKMC_Device::LoadSettings() {
-  GetRegString(u"Folder", folder, 260, u"");
-  overwrite = GetRegInt(u"Overwrite", 0);
-  useDefaultName = GetRegInt(u"UseDefFileName", 0);
-  openFile = GetRegInt(u"OpenFile", 1);
-  gdiPunt = GetRegInt(u"GDIPunt", 1);
-  imageCompress = GetRegInt(u"ImageCompress", 1);
-  ignoreBackground = GetRegInt(u"IgnoreBackground", 0);
-  mergeImages = GetRegInt(u"MergeImages", 1);
-  pdfa = GetRegInt(u"PDFA1B", 0);
-  pdfVersion = GetRegInt(u"PDFVersion", 14);
-  showDialog = GetRegInt(u"ShowDialog", 1);
-  bitmapFontSize = GetRegInt(u"BitmapFontSize", 100);
-  fontEmbed = GetRegInt(u"FontEmbed", 2);
-  fontWarn = GetRegInt(u"FontWarnMsg", 1);
 }
 
 namespace {
@@ -141,17 +124,16 @@ void CKMC_Device::FillDevInfo(DEVINFO& info) {
 
 namespace {
 
-constexpr FLONG kHooks = HOOK_BITBLT | HOOK_STRETCHBLT | HOOK_PLGBLT | HOOK_TEXTOUT |
-                         HOOK_STROKEPATH | HOOK_FILLPATH | HOOK_STROKEANDFILLPATH | HOOK_LINETO |
-                         HOOK_COPYBITS | HOOK_STRETCHBLTROP | HOOK_TRANSPARENTBLT |
-                         HOOK_ALPHABLEND | HOOK_GRADIENTFILL;
+constexpr FLONG kHooks = HOOK_BITBLT | HOOK_STRETCHBLT | HOOK_PLGBLT | HOOK_TEXTOUT | HOOK_STROKEPATH |
+                         HOOK_FILLPATH | HOOK_STROKEANDFILLPATH | HOOK_LINETO | HOOK_COPYBITS |
+                         HOOK_STRETCHBLTROP | HOOK_TRANSPARENTBLT | HOOK_ALPHABLEND | HOOK_GRADIENTFILL;
 static_assert(kHooks == 0x3A5EF);
 
 }  // namespace
 
 HSURF CKMC_Device::EnableSurface() {
   SIZEL size{surfaceWidth, surfaceHeight};
-  if (gdiPunt) {
+  if (UsesBitmapSurface()) {
     LONG stride = (surfaceWidth * 3 + 3) & ~3;
     HBITMAP bitmap = EngCreateBitmap(size, stride, BMF_24BPP, BMF_TOPDOWN, nullptr);
     if (bitmap) {
@@ -166,7 +148,7 @@ HSURF CKMC_Device::EnableSurface() {
     char16_t text[260] = {};
     if (LoadLanguageString(IDS_PAGE_TOO_LARGE, text, 260))
       ShowMessage(nullptr, text, u"Kelmo PDF Printer Driver", MB_SETFOREGROUND);
-    gdiPunt = 0;
+    bitmapRefused = true;
   }
   surface = EngCreateDeviceSurface(reinterpret_cast<DHSURF>(this), size, BMF_24BPP);
   EngAssociateSurface(surface, engineDevice, kHooks);

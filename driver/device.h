@@ -9,17 +9,16 @@
 #include <memory>
 
 #include "base/byte_string.h"
+#include "driver/job_settings.h"
 #include "platform/winddi.h"
 
 class CKMC_Document;
 
 class CKMC_Device {
  public:
-  CKMC_Device();
+  explicit CKMC_Device(CKMC_JobSettings settings = {});
   ~CKMC_Device();
 
-  // Reads the device options from the user's settings key.
-  void LoadSettings();
   // Page size in device pixels from the request's paper and resolution.
   void ComputePageSize();
   void FillGdiInfo(GDIINFO& info) const;
@@ -28,26 +27,17 @@ class CKMC_Device {
   void DisableSurface();
 
   int32_t Dpi() const { return devMode.dmPrintQuality; }
+  // Whether the surface is a bitmap that the engine draws on too.
+  bool UsesBitmapSurface() const { return settings.gdiPunt && !bitmapRefused; }
 
   DEVMODEW devMode{};
   char16_t settingsFilePath[260] = {};
 
-  // Settings.
-  char16_t folder[260] = {};
-  uint32_t overwrite = 0;
-  uint32_t useDefaultName = 0;
-  uint32_t openFile = 1;
-  uint32_t gdiPunt = 1;
-  uint32_t imageCompress = 1;
-  uint32_t ignoreBackground = 0;
-  uint32_t mergeImages = 1;
-  uint32_t pdfa = 0;
-  uint32_t pdfVersion = 14;
-  uint32_t showDialog = 1;
-  uint32_t bitmapFontSize = 100;
-  uint32_t fontEmbed = 2;
-  uint32_t fontWarn = 1;
-  uint32_t postProcess = 0;
+  // The user's settings as read when the device was made.
+  const CKMC_JobSettings settings;
+  // The engine could not make the bitmap surface: the device draws without
+  // one, whatever the GDIPunt setting says.
+  bool bitmapRefused = false;
 
   // Paper in tenths of a millimetre as the request gave it (before any
   // orientation swap), and the page size in device pixels.

@@ -76,7 +76,7 @@ BOOL Draw(const DrawCall& call, Engine&& engine, Vector&& vector) {
   return Guarded(call.name, FALSE, [&]() -> BOOL {
     CKMC_Device* device = DeviceOf(call.surface);
     if (!device || !device->document || !device->document->IsWriting()) return TRUE;
-    if (device->ignoreBackground && (call.readsPage || ReadsDestination(call.rop))) return TRUE;
+    if (device->settings.ignoreBackground && (call.readsPage || ReadsDestination(call.rop))) return TRUE;
     CKMC_Document& doc = *device->document;
     if (call.remembered) doc.graphics.State().SetLastFillColor(BRUSHOBJ_ulGetBrushColor(call.remembered));
     const bool engineDraws = doc.switches.gdiPunt && call.engineCan;
@@ -335,8 +335,8 @@ ULONG APIENTRY DrvGetGlyphMode(DHPDEV dhpdev, FONTOBJ* pfo) {
     const auto* device = reinterpret_cast<const CKMC_Device*>(dhpdev);
     if (!device) return FO_HGLYPHS;
     const CKMC_Document* doc = device->document.get();
-    const uint32_t pdfa = doc ? doc->writer.Pdfa() : device->pdfa;
-    const uint32_t fontEmbed = doc ? doc->fontEmbed : device->fontEmbed;
+    const uint32_t pdfa = doc ? doc->writer.Pdfa() : device->settings.pdfa;
+    const uint32_t fontEmbed = (doc ? doc->Settings() : device->settings).fontEmbed;
     if (pdfa || fontEmbed == 2) return FO_PATHOBJ;
     if (fontEmbed == 1 && doc && doc->fonts.IsEmbedFace(MetricsName(*metrics, metrics->dpwszFamilyName)))
       return FO_PATHOBJ;

@@ -49,8 +49,7 @@ DHPDEV APIENTRY DrvEnablePDEV(DEVMODEW* request, LPWSTR logAddress, ULONG, HSURF
                               ULONG* caps, ULONG infoSize, DEVINFO* info, HDEV engineDevice,
                               LPWSTR deviceName, HANDLE printer) {
   return Guarded(u"DrvEnablePDEV", DHPDEV{nullptr}, [&]() -> DHPDEV {
-    auto device = std::make_unique<CKMC_Device>();
-    device->LoadSettings();
+    auto device = std::make_unique<CKMC_Device>(CKMC_JobSettings::ReadForDevice());
     if (request) {
       // The public part as it is, and the private part that follows it: the
       // per-job settings path. Each is read only as far as the request says
@@ -66,7 +65,7 @@ DHPDEV APIENTRY DrvEnablePDEV(DEVMODEW* request, LPWSTR logAddress, ULONG, HSURF
     for (SHORT* resolution : {&device->devMode.dmPrintQuality, &device->devMode.dmYResolution}) {
       if (*resolution < 72) *resolution = 300;
       // The bitmap surface never goes beyond 300 dots per inch.
-      if (device->gdiPunt && *resolution >= 301) *resolution = 300;
+      if (device->settings.gdiPunt && *resolution >= 301) *resolution = 300;
     }
     device->deviceName = CKM_WideString(deviceName);
     device->engineDevice = engineDevice;
@@ -109,9 +108,8 @@ void APIENTRY DrvDisablePDEV(DHPDEV handle) {
 }
 
 HSURF APIENTRY DrvEnableSurface(DHPDEV handle) {
-  return Guarded(u"DrvEnableSurface", HSURF{nullptr}, [&]() -> HSURF {
-    return handle ? AsDevice(handle)->EnableSurface() : nullptr;
-  });
+  return Guarded(u"DrvEnableSurface", HSURF{nullptr},
+                 [&]() -> HSURF { return handle ? AsDevice(handle)->EnableSurface() : nullptr; });
 }
 
 void APIENTRY DrvDisableSurface(DHPDEV handle) {
@@ -146,8 +144,7 @@ BOOL APIENTRY DrvStartPage(SURFOBJ* surface) {
   return Guarded(u"DrvStartPage", FALSE, [&]() -> BOOL {
     CKMC_Device* device = DeviceOf(surface);
     if (!device) return TRUE;
-    if (surface->iType == STYPE_BITMAP && surface->pvBits)
-      std::memset(surface->pvBits, 255, surface->cjBits);
+    if (surface->iType == STYPE_BITMAP && surface->pvBits) std::memset(surface->pvBits, 255, surface->cjBits);
     if (device->document) device->document->StartPage();
     return TRUE;
   });
@@ -192,8 +189,8 @@ BOOL APIENTRY DrvRealizeBrush(BRUSHOBJ* brush, SURFOBJ*, SURFOBJ* pattern, SURFO
   });
 }
 
-BOOL APIENTRY DrvQueryDeviceSupport(SURFOBJ*, XLATEOBJ*, XFORMOBJ*, ULONG, ULONG inSize, PVOID in,
-                                    ULONG, PVOID) {
+BOOL APIENTRY DrvQueryDeviceSupport(SURFOBJ*, XLATEOBJ*, XFORMOBJ*, ULONG, ULONG inSize, PVOID in, ULONG,
+                                    PVOID) {
   if (!in || inSize == 0) return FALSE;
   return FALSE;
 }

@@ -23,7 +23,8 @@ bool StartsWith(std::u16string_view text, std::u16string_view prefix) {
 // The source name: the batch destination, or the document name without the
 // prefixes office programs put in front of it.
 std::u16string SourceName(const CKMC_Document& doc, const char16_t* documentName) {
-  if (doc.batch && doc.batchDestName[0]) return doc.batchDestName;
+  const CKMC_JobSettings& settings = doc.Settings();
+  if (settings.batch && !settings.batchDestName.IsEmpty()) return settings.batchDestName.str();
   if (!documentName) return {};
   std::u16string_view name(documentName);
   if (name.size() < 5) return std::u16string(name);
@@ -129,11 +130,12 @@ bool CKMC_Document::OpenOutputFile(const char16_t* documentName) {
     name = RebuiltName(documentName);
   }
 
-  if (useDefaultName && folder.GetLength() >= 2) {
+  CKM_WideString folder = m_settings.folder;
+  if (m_settings.useDefaultName && folder.GetLength() >= 2) {
     if (folder[folder.GetLength() - 1] != u'\\') folder += u'\\';
     std::u16string path = folder.str();
-    path += fileNameSetting[0] ? std::u16string(fileNameSetting) : name + u".pdf";
-    HANDLE file = CreateOutput(path, overwrite ? CREATE_ALWAYS : CREATE_NEW);
+    path += m_settings.fileName.IsEmpty() ? name + u".pdf" : m_settings.fileName.str();
+    HANDLE file = CreateOutput(path, m_settings.overwrite ? CREATE_ALWAYS : CREATE_NEW);
     if (file != INVALID_HANDLE_VALUE) {
       writer.AttachFile(file);
       outputPath = CKM_WideString(path);
@@ -145,7 +147,7 @@ bool CKMC_Document::OpenOutputFile(const char16_t* documentName) {
   name += u".pdf";
   for (;;) {
     DWORD error = 0;
-    if (!RunSaveDialog(name, folder, overwrite != 0, error)) {
+    if (!RunSaveDialog(name, folder, m_settings.overwrite != 0, error)) {
       if (error) {
         char16_t text[512] = {};
         LoadLanguageString(IDS_INTERNAL_ERROR, text, 512);

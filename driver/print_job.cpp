@@ -28,51 +28,25 @@ void WarnFontNotEmbedded(const CKM_ByteString& name) {
 CKMC_Document::CKMC_Document() { graphics.SetTextSink(&text); }
 CKMC_Document::~CKMC_Document() = default;
 
-void CKMC_Document::Configure(CKMC_Device& device) {
+void CKMC_Document::Configure(const CKMC_Device& device) {
   printer = device.printer;
-  writer.SetGeometry(CKMC_PageGeometry{device.surfaceWidth, device.surfaceHeight, 72.0 / device.Dpi()});
-  switches.imageCompress = device.imageCompress;
   deviceName = device.deviceName;
-  folder = CKM_WideString::FromBuffer(device.folder, 260);
-  overwrite = device.overwrite;
-  useDefaultName = device.useDefaultName;
-  openFile = device.openFile;
-  fontEmbed = device.fontEmbed;
-  switches.gdiPunt = device.gdiPunt;
-  fontWarn = device.fontWarn;
-  switches.mergeImages = static_cast<uint8_t>(device.mergeImages);
-  writer.SetFormat(device.pdfVersion, static_cast<uint8_t>(device.pdfa) != 0);
+  m_settings = device.settings.ForJob(printer, device.bitmapRefused);
+  switches = CKMC_GraphicsSwitches{m_settings.gdiPunt, switches.jobCancelled, m_settings.imageCompress,
+                                   static_cast<uint8_t>(m_settings.mergeImages)};
+  writer.SetGeometry(CKMC_PageGeometry{device.surfaceWidth, device.surfaceHeight, 72.0 / device.Dpi()});
+  writer.SetFormat(m_settings.pdfVersion, m_settings.Pdfa());
   // The status window is shown only for jobs that ask for it anew.
   showStatus = 0;
-
-  batch = GetPrinterInt(printer, u"Batch", 0);
-  GetRegString(u"FileName", fileNameSetting, 260, u"");
-  std::memset(batchDestName, 0, sizeof batchDestName);
-  if (batch) {
-    // An outside caller that drives the printer in batch mode sets the
-    // destination; it outranks the user's settings, and nobody is asked.
-    GetPrinterString(printer, u"DestName", 520).CopyTo(batchDestName, 260);
-    folder = GetPrinterString(printer, u"Folder", 520);
-    fontEmbed = GetPrinterInt(printer, u"FontEmbed", 0);
-    overwrite = 1;
-    useDefaultName = 1;
-    openFile = 0;
-  }
-
   pageWidthPoints = device.paperWidth * 72 / 254;
   pageHeightPoints = device.paperLength * 72 / 254;
   // Text is placed on this device's page, also after a reset in mid-job.
   text.scale = writer.Geometry().pixelToPoint;
   text.height = static_cast<double>(writer.Geometry().heightPixels);
-  postProcess = device.postProcess == 1 ? 1 : 0;
-  if (writer.Pdfa()) fontEmbed = 2;  // PDF/A needs every font embedded
-  // The faces to embed are read anew whenever embedding is on; a missing
-  // value leaves an empty list.
-  if (fontEmbed && !GetPrinterBlock(printer, u"FFaces", faceBlock)) faceBlock.clear();
 }
 
 bool CKMC_Document::IsEmbedFace(std::u16string_view familyName) const {
-  return CKMC_FontCatalogue::FaceBlockHolds(faceBlock, familyName);
+  return CKMC_FontCatalogue::FaceBlockHolds(m_settings.faceBlock, familyName);
 }
 
 bool CKMC_Document::ReadDocumentInfo() {
@@ -156,7 +130,7 @@ bool CKMC_Document::EndDocument() {
   CKM_WideString result = outputPath;
   ResetJob();
   // Show the result if the user wants that (the desktop's viewer).
-  if (openFile && !result.IsEmpty())
+  if (m_settings.openFile && !result.IsEmpty())
     ShellExecuteW(nullptr, u"open", result.c_str(), nullptr, nullptr, SW_SHOWNORMAL);
   return true;
 }
@@ -169,5 +143,5 @@ void CKMC_Document::ResetDocument() {
   text.Reset();
   graphics.ForgetDocument();
   expectedPages = 1;
-  faceBlock.clear();
+  m_settings = m_settings.AfterJob();
 }

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "base/byte_string.h"
+#include "driver/job_settings.h"
 #include "fonts/font.h"
 #include "fonts/text_output.h"
 #include "fonts/text_run.h"
@@ -37,9 +38,10 @@ class CKMC_Document {
   CKMC_Document(const CKMC_Document&) = delete;
   CKMC_Document& operator=(const CKMC_Document&) = delete;
 
-  // Takes over the device's settings and geometry, and the batch controls
-  // from the printer's data.
-  void Configure(CKMC_Device& device);
+  // Takes the job's settings (the device's, with the printer's batch
+  // controls read now) and the device's geometry.
+  void Configure(const CKMC_Device& device);
+  const CKMC_JobSettings& Settings() const { return m_settings; }
   bool StartDocument(const char16_t* name, uint32_t jobId);
   void StartPage();
   void EndPage(SURFOBJ* surface);
@@ -66,29 +68,21 @@ class CKMC_Document {
   // printer's "FFaces" block (exact match).
   bool IsEmbedFace(std::u16string_view familyName) const;
 
+ private:
+  // The job's settings, replaced whole by Configure; a document that was
+  // never configured opens nothing when it ends.
+  CKMC_JobSettings m_settings{.openFile = 0};
+
+ public:
   // Output.
   CKM_WideString outputPath;
-  CKM_WideString folder;
   CKM_WideString documentName;
   char16_t title[260] = {};
   char16_t keywords[260] = {};
   char16_t author[260] = {};
   char16_t subject[260] = {};
   char16_t infoCreator[260] = {};
-  char16_t batchDestName[260] = {};
-  char16_t fileNameSetting[260] = {};
 
-  // Settings copied from the device.
-  uint32_t overwrite = 0;
-  uint32_t useDefaultName = 0;
-  uint32_t openFile = 0;
-  uint32_t postProcess = 0;
-  uint32_t fontEmbed = 2;
-  uint32_t fontWarn = 1;
-  uint32_t batch = 0;
-  // The printer's "FFaces" block as read: a 32-bit size that counts itself,
-  // then zero-ended UTF-16 names. Outside bytes: IsEmbedFace checks it.
-  std::vector<uint8_t> faceBlock;
   CKM_WideString deviceName;
   HANDLE printer = nullptr;
 
@@ -102,14 +96,15 @@ class CKMC_Document {
 
   // The file: object numbers, pages and their content streams.
   CKMC_DocumentWriter writer;
-  // The switches the graphics read at each call: GDIPunt, ImageCompress and
-  // MergeImages copied from the device, and whether the job was cancelled.
+  // The switches the graphics read at each call: their settings, taken by
+  // Configure, and whether the job was cancelled, which is no setting.
   CKMC_GraphicsSwitches switches;
   // The vector drawing of the job's pages.
   CKMC_Graphics graphics{writer, switches};
   // The fonts the document's text uses (numbered per document), and the
   // page's text block, which the graphics part ends before it draws.
-  CKMC_FontCatalogue fonts{writer, CKMC_FontCatalogue::Settings{fontEmbed, fontWarn, faceBlock, &WarnFontNotEmbedded}};
+  CKMC_FontCatalogue fonts{writer, CKMC_FontCatalogue::Settings{m_settings.fontEmbed, m_settings.fontWarn,
+                                                                m_settings.faceBlock, &WarnFontNotEmbedded}};
   CKMC_TextObject text;
   // DrvTextOut's runs into the text block.
   CKMC_TextRunWriter textRuns{fonts, text, writer, graphics};

@@ -2,14 +2,14 @@
 // must give a list that lookups can walk without reading past the block.
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
-#include "driver/print_job.h"
+#include "fonts/font.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  CKMC_Document document;
-  document.faceBlock.assign(data, data + size);
-  document.IsEmbedFace(u"Arial");
-  document.IsEmbedFace(u"");
-  document.IsEmbedFace(u"Times New Roman");
+  const std::vector<uint8_t> block(data, data + size);
+  CKMC_FontCatalogue::FaceBlockHolds(block, u"Arial");
+  CKMC_FontCatalogue::FaceBlockHolds(block, u"");
+  CKMC_FontCatalogue::FaceBlockHolds(block, u"Times New Roman");
   return 0;
 }

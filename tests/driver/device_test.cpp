@@ -1,8 +1,9 @@
+#include "driver/device.h"
+
 #include <gtest/gtest.h>
 
 #include <cstring>
 
-#include "driver/device.h"
 #include "driver/driver_entry.h"
 #include "host/engine/surface.h"
 #include "host/system/host_control.h"
@@ -83,6 +84,10 @@ TEST_F(Device, ResolutionIsAtLeast72AndAtMost300ForTheBitmapSurface) {
   SetUserInt(u"GDIPunt", 0);
   EXPECT_EQ(Enable(Paper(2100, 2970, 600))->Dpi(), 600);
   EXPECT_EQ(Enable(Paper(2100, 2970, 72))->Dpi(), 72);
+}
+
+TEST_F(Device, SettingsMissingFromTheStoreTakeTheTablesDefaults) {
+  EXPECT_EQ(Enable(Paper(2100, 2970, 300))->settings, CKMC_JobSettings{});
 }
 
 TEST_F(Device, PageSizeFollowsPaperAndOrientation) {
@@ -182,7 +187,7 @@ TEST_F(Device, ATooLargeBitmapFallsBackToADeviceSurfaceWithOneBox) {
   ASSERT_EQ(boxes_.size(), 1u);
   EXPECT_EQ(boxes_[0].text.find(u"The page size is too large"), 0u);
   EXPECT_EQ(boxes_[0].type, MB_SETFOREGROUND);
-  EXPECT_EQ(huge->gdiPunt, 0u);
+  EXPECT_FALSE(huge->UsesBitmapSurface());
   SURFOBJ* so = EngLockSurface(surface);
   EXPECT_EQ(so->iType, STYPE_DEVICE);
   EXPECT_EQ(DeviceOf(so), huge);
@@ -208,7 +213,7 @@ TEST_F(Device, ATooLargeBitmapFallsBackToADeviceSurfaceWithOneBox) {
   so = EngLockSurface(limited->EnableSurface());
   snk::engine::SetMaxSurfaceBytes(snk::engine::kDefaultMaxSurfaceBytes);
   EXPECT_EQ(so->iType, STYPE_DEVICE);
-  EXPECT_EQ(limited->gdiPunt, 0u);
+  EXPECT_FALSE(limited->UsesBitmapSurface());
   EXPECT_EQ(boxes_.size(), 2u);
   EngUnlockSurface(so);
   limited->DisableSurface();

@@ -4,6 +4,7 @@
 
 #include <fstream>
 #include <functional>
+#include <memory>
 
 #include "base/byte_string.h"
 #include "driver/device.h"
@@ -204,8 +205,6 @@ class DocumentInProcess : public snk::test::HostTest {
   void SetUp() override {
     HostTest::SetUp();
     printer_ = snk::host::OpenHostPrinter(u"Test Printer");
-    device_.printer = printer_;
-    device_.devMode.dmPrintQuality = 300;
   }
   void TearDown() override {
     snk::host::ClosePrinter(printer_);
@@ -217,8 +216,15 @@ class DocumentInProcess : public snk::test::HostTest {
                       static_cast<DWORD>(block.size()));
   }
 
+  // A device of the printer with these settings.
+  std::unique_ptr<CKMC_Device> Device(CKMC_JobSettings settings) {
+    auto device = std::make_unique<CKMC_Device>(std::move(settings));
+    device->printer = printer_;
+    device->devMode.dmPrintQuality = 300;
+    return device;
+  }
+
   HANDLE printer_ = nullptr;
-  CKMC_Device device_;
 };
 
 TEST_F(DocumentInProcess, WithoutTheSettingsStoreTheFileStaysUnfinished) {
@@ -264,11 +270,11 @@ TEST_F(DocumentInProcess, FaceListSurvivesBlocksThatLie) {
       {block(uint32_t(4 + unended.size()), unended), true, true},
       {{0x08, 0}, false, false},  // not even a size word
   };
-  device_.fontEmbed = 1;
+  auto device = Device({.fontEmbed = 1});
   for (size_t i = 0; i < std::size(cases); ++i) {
     SetFaces(cases[i].bytes);
     CKMC_Document document;
-    document.Configure(device_);
+    document.Configure(*device);
     EXPECT_EQ(document.IsEmbedFace(u"Arial"), cases[i].arial) << i;
     EXPECT_EQ(document.IsEmbedFace(u"Symbol"), cases[i].symbol) << i;
     EXPECT_FALSE(document.IsEmbedFace(u"Ti")) << i;
@@ -278,12 +284,10 @@ TEST_F(DocumentInProcess, FaceListSurvivesBlocksThatLie) {
 
   // The list is read only while embedding is on; PDF/A turns it on.
   SetFaces(block(uint32_t(4 + names.size()), names));
-  device_.fontEmbed = 0;
   CKMC_Document off;
-  off.Configure(device_);
+  off.Configure(*Device({.fontEmbed = 0}));
   EXPECT_FALSE(off.IsEmbedFace(u"Arial"));
-  device_.pdfa = 1;
-  off.Configure(device_);
+  off.Configure(*Device({.pdfa = 1, .fontEmbed = 0}));
   EXPECT_TRUE(off.IsEmbedFace(u"Arial"));
   off.ResetDocument();
   EXPECT_FALSE(off.IsEmbedFace(u"Arial"));

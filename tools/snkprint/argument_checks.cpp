@@ -43,7 +43,7 @@ std::optional<std::string> RefusedArgument(const Options& options, bool batch) {
 }
 
 std::optional<std::string> SettingWarning(std::string_view name, std::string_view value) {
-  const SettingKey* key = FindSettingKey(name);
+  const CKMC_SettingKey* key = FindSettingKey(name);
   if (!key || key->valueName != std::u16string_view(u"PDFVersion")) return std::nullopt;
   std::optional<uint32_t> version = ParseIntValue(value);
   if (!version || (*version >= 13 && *version <= 17)) return std::nullopt;

@@ -65,7 +65,7 @@ class PrinterHandle {
   HANDLE handle_;
 };
 
-bool QueryUserValue(const SettingKey& key, DWORD& type, std::vector<BYTE>& data) {
+bool QueryUserValue(const CKMC_SettingKey& key, DWORD& type, std::vector<BYTE>& data) {
   HKEY hkey = nullptr;
   if (RegOpenKeyExW(HKEY_CURRENT_USER, UserSettingsKeyPath().c_str(), 0, KEY_READ, &hkey) != 0) return false;
   std::u16string name(key.valueName);
@@ -80,7 +80,7 @@ bool QueryUserValue(const SettingKey& key, DWORD& type, std::vector<BYTE>& data)
   return rc == 0;
 }
 
-bool QueryPrinterValue(HANDLE printer, const SettingKey& key, std::vector<BYTE>& data) {
+bool QueryPrinterValue(HANDLE printer, const CKMC_SettingKey& key, std::vector<BYTE>& data) {
   std::u16string name(key.valueName);
   DWORD type = 0, needed = 0;
   data.assign(64, 0);
@@ -97,29 +97,29 @@ bool QueryPrinterValue(HANDLE printer, const SettingKey& key, std::vector<BYTE>&
 // The user's key keeps numbers as REG_DWORD and texts as one-string lists;
 // the driver takes nothing else. The printer's values are read by size as
 // the driver reads them: 4 bytes for a number, a text up to its end.
-Shown ReadShown(const SettingKey& key, HANDLE printer) {
+Shown ReadShown(const CKMC_SettingKey& key, HANDLE printer) {
   Shown shown;
   std::vector<BYTE> data;
-  if (key.store == KeyStore::User) {
+  if (key.store == SettingStore::User) {
     DWORD type = 0;
     if (!QueryUserValue(key, type, data)) return shown;
-    bool usable = key.type == KeyType::Int ? type == REG_DWORD && data.size() >= 4 : type == REG_MULTI_SZ;
+    bool usable = key.type == SettingType::Int ? type == REG_DWORD && data.size() >= 4 : type == REG_MULTI_SZ;
     shown.wrongType = !usable;
     shown.present = usable;
   } else {
     if (!printer || !QueryPrinterValue(printer, key, data)) return shown;
-    shown.present = key.type != KeyType::Int || data.size() >= 4;
+    shown.present = key.type != SettingType::Int || data.size() >= 4;
     shown.wrongType = !shown.present;
   }
   if (!shown.present) return shown;
   switch (key.type) {
-    case KeyType::Int:
+    case SettingType::Int:
       shown.text = FormatIntValue(Dword(data));
       break;
-    case KeyType::String:
+    case SettingType::String:
       shown.text = Utf8(TextUpToEnd(data));
       break;
-    case KeyType::Faces: {
+    case SettingType::Faces: {
       FaceBlock block = ParseFaceBlock(data);
       for (size_t i = 0; i < block.faces.size(); ++i) shown.text += (i ? "," : "") + Utf8(block.faces[i]);
       if (block.sizeMismatch) {
@@ -136,19 +136,19 @@ void Complain(std::FILE* err, const std::string& text) { std::fprintf(err, "snkp
 
 bool Letter() { return IsMetricDefault() == 0; }
 
-std::string DefaultText(const SettingKey& key, bool wrongType) {
+std::string DefaultText(const CKMC_SettingKey& key, bool wrongType) {
   std::string value(DefaultOf(key, Letter()));
-  if (key.type != KeyType::Int) value = "\"" + value + "\"";
+  if (key.type != SettingType::Int) value = "\"" + value + "\"";
   return wrongType ? FormatMessage(Msg::WrongStoredType, {value, TypeName(key.type)})
                    : FormatMessage(Msg::DefaultShown, {value});
 }
 
 int List(std::FILE* out, std::FILE* err) {
   PrinterHandle printer;
-  for (const SettingKey& key : SettingKeys()) {
+  for (const CKMC_SettingKey& key : SettingKeys()) {
     Shown shown = ReadShown(key, printer.get());
     std::string value = !shown.present                ? DefaultText(key, shown.wrongType)
-                        : key.type == KeyType::String ? "\"" + shown.text + "\""
+                        : key.type == SettingType::String ? "\"" + shown.text + "\""
                                                       : shown.text;
     std::fprintf(out, "%-22s %-7s %s\n", std::string(key.name).c_str(), std::string(TypeName(key.type)).c_str(),
                  value.c_str());
@@ -157,7 +157,7 @@ int List(std::FILE* out, std::FILE* err) {
   return 0;
 }
 
-int Get(const SettingKey& key, std::FILE* out, std::FILE* err) {
+int Get(const CKMC_SettingKey& key, std::FILE* out, std::FILE* err) {
   PrinterHandle printer;
   Shown shown = ReadShown(key, printer.get());
   if (!shown.note.empty()) Complain(err, shown.note);
@@ -167,9 +167,9 @@ int Get(const SettingKey& key, std::FILE* out, std::FILE* err) {
 }
 
 // The bytes to store for `text`, or an error message.
-bool Encode(const SettingKey& key, std::string_view text, std::vector<BYTE>& data, std::string* error) {
+bool Encode(const CKMC_SettingKey& key, std::string_view text, std::vector<BYTE>& data, std::string* error) {
   switch (key.type) {
-    case KeyType::Int: {
+    case SettingType::Int: {
       auto value = ParseIntValue(text);
       if (!value) {
         *error = FormatMessage(Msg::WrongIntType, {key.name, text});
@@ -178,36 +178,36 @@ bool Encode(const SettingKey& key, std::string_view text, std::vector<BYTE>& dat
       data = {BYTE(*value), BYTE(*value >> 8), BYTE(*value >> 16), BYTE(*value >> 24)};
       return true;
     }
-    case KeyType::String: {
+    case SettingType::String: {
       std::u16string wide = Wide(text);
-      if (wide.size() > kMaxText) {
-        *error = FormatMessage(Msg::TextTooLong, {key.name, std::to_string(kMaxText), text});
+      if (wide.size() > kMaxSettingText) {
+        *error = FormatMessage(Msg::TextTooLong, {key.name, std::to_string(kMaxSettingText), text});
         return false;
       }
       data = TextBytes(wide);
       return true;
     }
-    case KeyType::Faces:
+    case SettingType::Faces:
       data = BuildFaceBlock(SplitFaceList(Wide(text)));
       return true;
   }
   return false;
 }
 
-bool Store(const SettingKey& key, const std::vector<BYTE>& data, HANDLE printer) {
+bool Store(const CKMC_SettingKey& key, const std::vector<BYTE>& data, HANDLE printer) {
   std::u16string name(key.valueName);
-  if (key.store == KeyStore::User) {
+  if (key.store == SettingStore::User) {
     CreateUserSettingsKey();
-    if (key.type == KeyType::Int) return SetRegInt(name.c_str(), Dword(data)) == 1;
+    if (key.type == SettingType::Int) return SetRegInt(name.c_str(), Dword(data)) == 1;
     return SetRegString(name.c_str(), TextUpToEnd(data).c_str()) == 1;
   }
-  if (key.type == KeyType::Faces) return SetPrinterBlock(printer, name.c_str(), data) == 1;
-  DWORD type = key.type == KeyType::Int ? REG_DWORD : REG_SZ;
+  if (key.type == SettingType::Faces) return SetPrinterBlock(printer, name.c_str(), data) == 1;
+  DWORD type = key.type == SettingType::Int ? REG_DWORD : REG_SZ;
   return SetPrinterDataExW(printer, kPrinterDriverData, name.c_str(), type, data.data(),
                            static_cast<DWORD>(data.size())) == ERROR_SUCCESS;
 }
 
-int Set(const SettingKey& key, std::string_view text, std::FILE* err) {
+int Set(const CKMC_SettingKey& key, std::string_view text, std::FILE* err) {
   std::vector<BYTE> data;
   std::string error;
   if (!Encode(key, text, data, &error)) {
@@ -215,7 +215,7 @@ int Set(const SettingKey& key, std::string_view text, std::FILE* err) {
     return 2;
   }
   PrinterHandle printer;
-  if (key.store == KeyStore::Printer && !printer.get()) {
+  if (key.store == SettingStore::Printer && !printer.get()) {
     Complain(err, FormatMessage(Msg::NoPrinter, {Utf8(kPrinterName)}));
     return 1;
   }
@@ -229,8 +229,8 @@ int Set(const SettingKey& key, std::string_view text, std::FILE* err) {
 
 // The user's values are removed. The printer's data offers no removal, so
 // a printer value is set to the value its absence means to the driver.
-int Unset(const SettingKey& key, std::FILE* err) {
-  if (key.store == KeyStore::Printer) {
+int Unset(const CKMC_SettingKey& key, std::FILE* err) {
+  if (key.store == SettingStore::Printer) {
     int status = Set(key, DefaultOf(key, false), err);
     if (status == 0) Complain(err, FormatMessage(Msg::PrinterValueReset, {key.name}));
     return status;
@@ -254,7 +254,7 @@ int Unset(const SettingKey& key, std::FILE* err) {
 int RunConfigCommand(const ConfigCommand& command, std::FILE* out, std::FILE* err) {
   using Verb = ConfigCommand::Verb;
   if (command.verb == Verb::List) return List(out, err);
-  const SettingKey* key = FindSettingKey(command.name);
+  const CKMC_SettingKey* key = FindSettingKey(command.name);
   if (!key) {
     Complain(err, FormatMessage(Msg::UnknownKey, {command.name}));
     return 2;

@@ -12,7 +12,9 @@ namespace snk::print {
 namespace {
 
 RunValue Number(std::u16string name, uint32_t value) { return {std::move(name), false, value, {}}; }
-RunValue Text(std::u16string name, std::u16string text) { return {std::move(name), true, 0, std::move(text)}; }
+RunValue Text(std::u16string name, std::u16string text) {
+  return {std::move(name), true, 0, std::move(text)};
+}
 std::u16string Wide(std::string_view utf8) { return CKM_WideString::FromUTF8(utf8).str(); }
 
 }  // namespace
@@ -134,19 +136,14 @@ const std::vector<FileTwin>& FileTwins() {
 void WriteJobSettings(IKMC_DataExchange& file, const JobOptions& job) {
   const bool letter = IsMetricDefault() == 0;
   for (const FileTwin& twin : FileTwins()) {
-    const SettingKey* key = FindSettingKey(twin.registryName);
+    const CKMC_SettingKey* key = FindSettingKey(twin.registryName);
     if (!key) continue;
     std::u16string section(twin.section), fileKey(twin.fileKey);
-    if (key->type == KeyType::Int) {
-      uint32_t fallback = ParseIntValue(DefaultOf(*key, letter)).value_or(0);
-      uint32_t value = GetRegInt(std::u16string(key->valueName).c_str(), fallback);
-      file.WriteInt(section.c_str(), fileKey.c_str(), static_cast<int>(value));
-    } else {
-      char16_t text[kMaxText + 2] = {};
-      std::u16string fallback = Wide(DefaultOf(*key, letter));
-      GetRegString(std::u16string(key->valueName).c_str(), text, kMaxText + 1, fallback.c_str());
-      file.WriteString(section.c_str(), fileKey.c_str(), text);
-    }
+    if (key->type == SettingType::Int)
+      file.WriteInt(section.c_str(), fileKey.c_str(),
+                    static_cast<int>(ReadSettingInt(*key, nullptr, letter)));
+    else
+      file.WriteString(section.c_str(), fileKey.c_str(), ReadSettingText(*key, nullptr, letter).c_str());
   }
 
   // Document information given for this job replaces the stored strings it

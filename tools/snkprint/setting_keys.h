@@ -1,7 +1,6 @@
-// The persistent settings snkprint knows: every value of the user's settings
-// key and the batch values of the printer's data, each with its type, its
-// default and where it is stored; and the conversions between the text a
-// user types and the stored form.
+// What snkprint adds to the table of persistent settings: the printer it
+// edits, and the conversions between the text a user types and the stored
+// form.
 #pragma once
 
 #include <cstdint>
@@ -11,41 +10,14 @@
 #include <string_view>
 #include <vector>
 
+#include "services/settings_table.h"
+
 namespace snk::print {
-
-enum class KeyType {
-  Int,     // REG_DWORD, a 32-bit number
-  String,  // a text of at most kMaxText units
-  Faces,   // the self-sized block of font face names (printer data only)
-};
-
-enum class KeyStore {
-  User,     // the user's settings key
-  Printer,  // "PrinterDriverData" of the printer
-};
-
-struct SettingKey {
-  std::string_view name;           // as typed: "Overwrite", "printer.Batch"
-  std::u16string_view valueName;   // the stored value's name
-  KeyType type;
-  KeyStore store;
-  std::string_view group;          // "General", "Layout", "DocumentInfo", ...
-  std::string_view defaultValue;   // the default (for A4 countries where it differs)
-  std::string_view letterDefault;  // the default in Letter countries, if it differs
-};
 
 // The printer whose data holds the batch values.
 inline constexpr std::u16string_view kPrinterName = u"Kelmo PDF Forge";
 
-// Texts are read back into buffers of 260 units, the last one the end.
-inline constexpr size_t kMaxText = 259;
-
-std::span<const SettingKey> SettingKeys();
-// The key of that name, compared without regard to ASCII case; null if none.
-const SettingKey* FindSettingKey(std::string_view name);
-// The default of a key; `letter` picks the Letter-country default.
-std::string_view DefaultOf(const SettingKey& key, bool letter);
-std::string_view TypeName(KeyType type);
+std::string_view TypeName(SettingType type);
 
 // An int value: decimal, optionally signed, or hexadecimal with "0x"; it
 // must fit in 32 bits (-2147483648 to 4294967295).

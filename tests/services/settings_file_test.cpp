@@ -1,12 +1,15 @@
 // The settings stores: the per-job settings file through CKMC_DataExchange,
-// the user's registry values and the printer's blocks.
+// the user's registry values and the printer's blocks; the table of values.
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <set>
 
 #include "host/system/host_control.h"
 #include "services/data_exchange.h"
+#include "services/settings_table.h"
 #include "test_support.h"
+#include "tools/snkprint/setting_keys.h"
 
 namespace {
 
@@ -130,7 +133,8 @@ TEST_F(Registry, CountryCodesChooseLetterOrA4) {
                                                    {u"599", 0}, {u"600", 1}, {u"2", 0}};
   for (auto [code, metric] : cases) {
     snk::host::SetRegistryOverlayString(u"Control Panel\\International", u"iCountry", code);
-    EXPECT_EQ(IsMetricDefault(), metric) << std::string(code, code + std::char_traits<char16_t>::length(code));
+    EXPECT_EQ(IsMetricDefault(), metric)
+        << std::string(code, code + std::char_traits<char16_t>::length(code));
   }
 }
 
@@ -144,6 +148,29 @@ TEST_F(Registry, PrinterBlocksNeverReachBeyondTheirBytes) {
   EXPECT_EQ(SetPrinterBlock(printer, u"FFaces", {1, 0}), 0);
   EXPECT_EQ(GetPrinterBlock(printer, u"Missing", back), 0);
   snk::host::ClosePrinter(printer);
+}
+
+TEST(SettingsTable, IsConsistent) {
+  std::set<std::string> names;
+  for (const CKMC_SettingKey& key : SettingKeys()) {
+    std::string name(key.name);
+    EXPECT_TRUE(names.insert(name).second) << "twice: " << name;
+    EXPECT_EQ(FindSettingKey(name), &key);
+    if (key.type == SettingType::Int) {
+      EXPECT_TRUE(snk::print::ParseIntValue(key.pagesDefault)) << name;
+      EXPECT_TRUE(snk::print::ParseIntValue(key.driverDefault.value_or("0"))) << name;
+    }
+    EXPECT_EQ(key.store == SettingStore::Printer, name.starts_with("printer.")) << name;
+    EXPECT_TRUE(key.type != SettingType::Faces || key.store == SettingStore::Printer) << name;
+  }
+  EXPECT_EQ(FindSettingKey("pdfa1b")->name, "PDFA1B");
+  EXPECT_EQ(FindSettingKey("PRINTER.batch")->valueName, u"Batch");
+  EXPECT_EQ(FindSettingKey("Batch"), nullptr);
+  EXPECT_EQ(FindSettingKey("printer.Overwrite"), nullptr);
+  EXPECT_EQ(DefaultOf(*FindSettingKey("PaperSize"), false), "9");
+  EXPECT_EQ(DefaultOf(*FindSettingKey("PaperSize"), true), "1");
+  EXPECT_EQ(DefaultOf(*FindSettingKey("FormName"), true), "Letter");
+  EXPECT_EQ(DefaultOf(*FindSettingKey("OpenFile"), true), "1");
 }
 
 }  // namespace
