@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "host/gdi/emf_objects.h"
-#include "host/gdi/emf_writer.h"
+#include "tools/sample_job/emf_writer.h"
 
 // Last: the library's header needs FILE and size_t, and defines TRUE and
 // FALSE unless they are defined.

@@ -9,9 +9,9 @@
 
 #include "host/gdi/device_context.h"
 #include "host/gdi/emf_records.h"
-#include "host/gdi/emf_writer.h"
 #include "host/gdi/record_table.h"
-#include "tests/host/null_target.h"
+#include "tests/host/gdi/null_target.h"
+#include "tools/sample_job/emf_writer.h"
 
 namespace snk::gdi {
 namespace {

@@ -13,7 +13,7 @@
 #include <sstream>
 
 #include "host/gdi/emf_records.h"
-#include "host/gdi/emf_writer.h"
+#include "tools/sample_job/emf_writer.h"
 
 namespace snk::gdi {
 namespace {
