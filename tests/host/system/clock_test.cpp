@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -20,6 +21,14 @@ bool HaveZone(const char* name) {
 #define REQUIRE_ZONE(name) \
   if (!HaveZone(name)) GTEST_SKIP() << "no tzdata for " << name
 
+// Date, day of the week and time of day as one line.
+std::string Text(const SYSTEMTIME& t) {
+  char text[64];
+  std::snprintf(text, sizeof text, "%04d-%02d-%02d %d %02d:%02d:%02d.%03d", t.wYear, t.wMonth, t.wDay,
+                t.wDayOfWeek, t.wHour, t.wMinute, t.wSecond, t.wMilliseconds);
+  return text;
+}
+
 TEST(Clock, SourceDateEpochAtNewYearInKolkata) {
   REQUIRE_ZONE("Asia/Kolkata");
   ScopedEnv zone("TZ", "Asia/Kolkata");
@@ -27,19 +36,8 @@ TEST(Clock, SourceDateEpochAtNewYearInKolkata) {
   SYSTEMTIME utc{}, local{};
   GetSystemTime(&utc);
   GetLocalTime(&local);
-  EXPECT_EQ(utc.wYear, 1999);
-  EXPECT_EQ(utc.wMonth, 12);
-  EXPECT_EQ(utc.wDay, 31);
-  EXPECT_EQ(utc.wDayOfWeek, 5);  // Friday
-  EXPECT_EQ(utc.wHour, 23);
-  EXPECT_EQ(utc.wMinute, 30);
-  EXPECT_EQ(utc.wMilliseconds, 0);
-  EXPECT_EQ(local.wYear, 2000);
-  EXPECT_EQ(local.wMonth, 1);
-  EXPECT_EQ(local.wDay, 1);
-  EXPECT_EQ(local.wDayOfWeek, 6);
-  EXPECT_EQ(local.wHour, 5);
-  EXPECT_EQ(local.wMinute, 0);
+  EXPECT_EQ(Text(utc), "1999-12-31 5 23:30:00.000");  // a Friday
+  EXPECT_EQ(Text(local), "2000-01-01 6 05:00:00.000");
 
   TIME_ZONE_INFORMATION tz{};
   EXPECT_EQ(GetTimeZoneInformation(&tz), TIME_ZONE_ID_UNKNOWN);
@@ -55,57 +53,48 @@ TEST(Clock, InvalidOrMissingEpochUsesTheRealClock) {
   }
 }
 
-TEST(TimeZone, UtcHasNoDaylightTime) {
-  ScopedEnv zone("TZ", "UTC");
-  ScopedEnv epoch("SOURCE_DATE_EPOCH", "1700000000");
-  TIME_ZONE_INFORMATION tz{};
-  EXPECT_EQ(GetTimeZoneInformation(&tz), TIME_ZONE_ID_UNKNOWN);
-  EXPECT_EQ(tz.Bias, 0);
-  EXPECT_EQ(tz.DaylightBias, 0);
+// A transition rule as month/day of the week/week of the month hour.
+std::string Rule(const SYSTEMTIME& t) {
+  return std::to_string(t.wMonth) + "/" + std::to_string(t.wDayOfWeek) + "/" + std::to_string(t.wDay) + " " +
+         std::to_string(t.wHour);
 }
 
-TEST(TimeZone, NewYorkInBothSeasons) {
-  REQUIRE_ZONE("America/New_York");
-  ScopedEnv zone("TZ", "America/New_York");
-  {
-    ScopedEnv epoch("SOURCE_DATE_EPOCH", "1700000000");  // 2023-11-14, EST
+TEST(TimeZone, BiasesAndRulesInEitherSeason) {
+  struct Case {
+    const char* zone;
+    const char* epoch;
+    DWORD id;
+    LONG bias, daylightBias;
+    const char* daylightRule;
+    const char* standardRule;
+    std::u16string name;  // of the season in force
+    int localHour;
+  } cases[] = {
+      {"UTC", "1700000000", TIME_ZONE_ID_UNKNOWN, 0, 0, "0/0/0 0", "0/0/0 0", u"", 22},
+      // Second Sunday of March and first Sunday of November, at 2:00.
+      {"America/New_York", "1700000000", TIME_ZONE_ID_STANDARD, 300, -60, "3/0/2 2", "11/0/1 2", u"EST", 17},
+      {"America/New_York", "1690000000", TIME_ZONE_ID_DAYLIGHT, 300, -60, "3/0/2 2", "11/0/1 2", u"EDT", 0},
+      // +9:30, daylight +10:30 across the new year.
+      {"Australia/Adelaide", "1704067200", TIME_ZONE_ID_DAYLIGHT, -570, -60, "10/0/1 2", "4/0/1 3", u"", 10},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.zone) + " at " + c.epoch);
+    if (!HaveZone(c.zone)) continue;
+    ScopedEnv zone("TZ", c.zone);
+    ScopedEnv epoch("SOURCE_DATE_EPOCH", c.epoch);
     TIME_ZONE_INFORMATION tz{};
-    EXPECT_EQ(GetTimeZoneInformation(&tz), TIME_ZONE_ID_STANDARD);
-    EXPECT_EQ(tz.Bias, 300);
-    EXPECT_EQ(tz.DaylightBias, -60);
-    // Second Sunday of March and first Sunday of November, at 2:00.
-    EXPECT_EQ(tz.DaylightDate.wMonth, 3);
-    EXPECT_EQ(tz.DaylightDate.wDayOfWeek, 0);
-    EXPECT_EQ(tz.DaylightDate.wDay, 2);
-    EXPECT_EQ(tz.DaylightDate.wHour, 2);
-    EXPECT_EQ(tz.StandardDate.wMonth, 11);
-    EXPECT_EQ(tz.StandardDate.wDay, 1);
-    EXPECT_EQ(tz.StandardDate.wHour, 2);
-    EXPECT_EQ(std::u16string(tz.StandardName), u"EST");
-  }
-  {
-    ScopedEnv epoch("SOURCE_DATE_EPOCH", "1690000000");  // 2023-07-22, EDT
-    TIME_ZONE_INFORMATION tz{};
-    EXPECT_EQ(GetTimeZoneInformation(&tz), TIME_ZONE_ID_DAYLIGHT);
-    EXPECT_EQ(tz.Bias, 300);
-    EXPECT_EQ(tz.Bias + tz.DaylightBias, 240);  // the offset in force
-    EXPECT_EQ(std::u16string(tz.DaylightName), u"EDT");
+    EXPECT_EQ(GetTimeZoneInformation(&tz), c.id);
+    EXPECT_EQ(tz.Bias, c.bias);  // UTC = local + Bias (+ DaylightBias in summer)
+    EXPECT_EQ(tz.DaylightBias, c.daylightBias);
+    EXPECT_EQ(Rule(tz.DaylightDate), c.daylightRule);
+    EXPECT_EQ(Rule(tz.StandardDate), c.standardRule);
+    if (!c.name.empty()) {
+      EXPECT_EQ(std::u16string(c.id == TIME_ZONE_ID_DAYLIGHT ? tz.DaylightName : tz.StandardName), c.name);
+    }
     SYSTEMTIME local{};
     GetLocalTime(&local);
-    EXPECT_EQ(local.wHour, 0);  // 04:26:40Z
+    EXPECT_EQ(local.wHour, c.localHour);
   }
-}
-
-TEST(TimeZone, SouthernHemisphereDaylightSpansTheNewYear) {
-  REQUIRE_ZONE("Australia/Adelaide");
-  ScopedEnv zone("TZ", "Australia/Adelaide");          // +9:30, daylight +10:30
-  ScopedEnv epoch("SOURCE_DATE_EPOCH", "1704067200");  // 2024-01-01
-  TIME_ZONE_INFORMATION tz{};
-  EXPECT_EQ(GetTimeZoneInformation(&tz), TIME_ZONE_ID_DAYLIGHT);
-  EXPECT_EQ(tz.Bias, -570);
-  EXPECT_EQ(tz.DaylightBias, -60);
-  EXPECT_EQ(tz.StandardDate.wMonth, 4);
-  EXPECT_EQ(tz.DaylightDate.wMonth, 10);
 }
 
 }  // namespace
