@@ -53,16 +53,6 @@ TEST(EmfPlayer, CountsNotPlayedRecordsByType) {
             "  EMR_UNKNOWN_300: 1\n");
 }
 
-TEST(EmfPlayer, EmptyPageHasNothingToReport) {
-  EmfWriter writer({0, 0, 1000, 1000}, {100, 100}, {10, 10});
-  const auto file = EmfFile::Parse("p.emf", writer.Finish(), nullptr);
-  ASSERT_TRUE(file);
-  NullTarget target;
-  const PlayStats stats = EmfPlayer().PlayPage(*file, target);
-  EXPECT_TRUE(stats.notPlayed.empty());
-  EXPECT_EQ(Printed(stats), "");
-}
-
 // Each entry's minimum size is exactly what its decoder's fixed fields
 // need: a word less runs the decoder itself out of bytes, the minimum does
 // not (the text records get room for their optional rectangle). Records go
