@@ -9,7 +9,7 @@
 
 #include "host/gdi/emf_player.h"
 #include "host/gdi/emf_reader.h"
-#include "tests/host/null_target.h"
+#include "tests/host/gdi/null_target.h"
 
 namespace {
 

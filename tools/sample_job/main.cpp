@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "host/gdi/emf_writer.h"
+#include "tools/sample_job/emf_writer.h"
 
 namespace {
 

@@ -10,8 +10,8 @@
 #include "host/gdi/driver_target.h"
 #include "host/gdi/emf_player.h"
 #include "host/gdi/emf_records.h"
-#include "host/gdi/emf_writer.h"
 #include "tests/graphics/driver_page.h"
+#include "tools/sample_job/emf_writer.h"
 
 namespace snk::gdi {
 namespace {

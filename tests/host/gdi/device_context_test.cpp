@@ -10,8 +10,8 @@
 
 #include "host/gdi/emf_player.h"
 #include "host/gdi/emf_records.h"
-#include "host/gdi/emf_writer.h"
 #include "tests/host/gdi/recording_target.h"
+#include "tools/sample_job/emf_writer.h"
 
 namespace snk::gdi {
 namespace {

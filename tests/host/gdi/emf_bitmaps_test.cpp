@@ -11,8 +11,8 @@
 #include "host/gdi/emf_objects.h"
 #include "host/gdi/emf_player.h"
 #include "host/gdi/emf_records.h"
-#include "host/gdi/emf_writer.h"
 #include "tests/host/gdi/recording_target.h"
+#include "tools/sample_job/emf_writer.h"
 
 namespace snk::gdi {
 namespace {

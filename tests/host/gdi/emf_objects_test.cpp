@@ -1,5 +1,6 @@
-// Decoders of region data and device-independent bitmaps: hand-made pixels
-// in every depth and layout, and headers that lie.
+// Decoders of region data and of brush and mask bitmaps: the mono colours,
+// run lengths cut short and headers that lie. The depths and layouts are
+// in dib_source_test.cpp.
 #include "host/gdi/emf_objects.h"
 
 #include <gtest/gtest.h>
@@ -104,61 +105,7 @@ TEST(EmfObjects, RegionDataUnitesWellFormedRectangles) {
   }
 }
 
-TEST(EmfObjects, PalettedDepthsInBothOrientations) {
-  const Bytes palette2 = Table({kRed, kBlue});
-  const Bytes palette16 = Table({0, kRed, kGreen, kBlue, 0x101010, 0x202020, 0x303030, 0x404040, 0x505050,
-                                 0x606060, 0x707070, 0x808080, 0x909090, 0xA0A0A0, 0xB0B0B0, kWhite});
-  struct Case {
-    const char* name;
-    Bytes info;
-    Bytes bits;                  // stored rows, each padded to four bytes
-    std::vector<uint32_t> row0;  // as stored first
-    std::vector<uint32_t> row1;
-  };
-  // Three pixels wide, two rows: stored row 0 and stored row 1.
-  const Case cases[] = {
-      {"1 bit",
-       InfoHeader(3, 2, 1) + palette2,
-       Raw({0b10100000, 0, 0, 0, 0b01000000, 0xFF, 0xFF, 0xFF}),
-       {kBlue, kRed, kBlue},
-       {kRed, kBlue, kRed}},
-      {"4 bit",
-       InfoHeader(3, 2, 4) + palette16,
-       Raw({0x12, 0x30, 0, 0, 0xF0, 0xF0, 0, 0}),
-       {kRed, kGreen, kBlue},
-       {kWhite, 0, kWhite}},
-      {"8 bit, clrUsed 4",
-       InfoHeader(3, 2, 8, 0, 4) + Table({0, kRed, kGreen, kBlue}),
-       Raw({3, 2, 1, 0, 0, 0, 3, 9}),
-       {kBlue, kGreen, kRed},
-       {0, 0, kBlue}},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    std::string fault;
-    // Positive height: the first stored row is the bottom one.
-    auto up = Decode(c.info, c.bits, &fault);
-    ASSERT_TRUE(up) << fault;
-    EXPECT_EQ(up->width, 3);
-    EXPECT_EQ(up->height, 2);
-    std::vector<uint32_t> want = c.row1;
-    want.insert(want.end(), c.row0.begin(), c.row0.end());
-    EXPECT_EQ(up->pixels, want);
-    // Negative height: stored top row first.
-    Bytes topDown = c.info;
-    Bytes h;
-    Put32(h, uint32_t(-2));
-    std::copy(h.begin(), h.end(), topDown.begin() + 8);
-    auto down = Decode(topDown, c.bits, &fault);
-    ASSERT_TRUE(down) << fault;
-    EXPECT_EQ(down->height, 2);
-    want = c.row0;
-    want.insert(want.end(), c.row1.begin(), c.row1.end());
-    EXPECT_EQ(down->pixels, want);
-  }
-}
-
-TEST(EmfObjects, MonoColoursPaletteIndicesAndCoreHeaders) {
+TEST(EmfObjects, MonoColoursReplaceTheTable) {
   const Bytes bits = Raw({0b01000000, 0, 0, 0});
   const Bytes info = InfoHeader(2, 1, 1) + Table({kRed, kBlue});
   const uint32_t mono[2] = {0x123456, 0x654321};
@@ -167,107 +114,15 @@ TEST(EmfObjects, MonoColoursPaletteIndicesAndCoreHeaders) {
   EXPECT_EQ(m->pixels, (std::vector<uint32_t>{0x123456, 0x654321}));
   // With mono colours the table may be missing altogether.
   EXPECT_TRUE(Decode(InfoHeader(2, 1, 1), bits, nullptr, DIB_RGB_COLORS, mono));
-
-  // Palette indices: 16-bit entries into the default palette.
-  Bytes pal = InfoHeader(4, 1, 8, 0, 4);
-  for (uint16_t i : {13, 19, 255, 100}) Put16(pal, i);
-  auto p = Decode(pal, Raw({0, 1, 2, 3}), nullptr, DIB_PAL_COLORS);
-  ASSERT_TRUE(p);
-  EXPECT_EQ(p->pixels, (std::vector<uint32_t>{kRed, kWhite, kWhite, 0}));
-
-  // BITMAPCOREHEADER: 16-bit sizes and RGBTRIPLE entries.
-  Bytes core;
-  Put32(core, 12);
-  Put16(core, 2);
-  Put16(core, 1);
-  Put16(core, 1);
-  Put16(core, 1);
-  core = core + Raw({0, 0, 255, 0, 255, 0});
-  auto c = Decode(core, Raw({0b01000000, 0, 0, 0}));
-  ASSERT_TRUE(c);
-  EXPECT_EQ(c->pixels, (std::vector<uint32_t>{kRed, kGreen}));
-}
-
-TEST(EmfObjects, DirectColourDepthsAndBitfields) {
-  struct Case {
-    const char* name;
-    Bytes info;
-    Bytes bits;
-    std::vector<uint32_t> pixels;  // one row
-  };
-  const Case cases[] = {
-      {"16 bit is 555",
-       InfoHeader(3, 1, 16),
-       Raw({0x00, 0x7C, 0xE0, 0x03, 0x10, 0x00, 0, 0}),
-       {kRed, kGreen, 0x840000}},
-      {"16 bit 565 after the header",
-       InfoHeader(3, 1, 16, 3) + Table({}) +
-           [] {
-             Bytes m;
-             Put32(m, 0xF800);
-             Put32(m, 0x07E0);
-             Put32(m, 0x001F);
-             return m;
-           }(),
-       Raw({0x00, 0xF8, 0xE0, 0x07, 0x01, 0x00, 0, 0}),
-       {kRed, kGreen, 0x080000}},
-      {"24 bit", InfoHeader(2, 1, 24), Raw({1, 2, 3, 4, 5, 6, 0, 0}), {0x010203, 0x040506}},
-      {"32 bit ignores the fourth byte",
-       InfoHeader(2, 1, 32),
-       Raw({1, 2, 3, 99, 4, 5, 6, 99}),
-       {0x010203, 0x040506}},
-      {"32 bit fields in a V5 header",
-       InfoHeader(2, 1, 32, 3, 0, 124, {0xFF, 0xFF00, 0xFF0000, 0}),
-       Raw({1, 2, 3, 99, 4, 5, 6, 99}),
-       {0x030201, 0x060504}},
-      {"V4 header, plain 24 bit", InfoHeader(1, 1, 24, 0, 0, 108), Raw({9, 8, 7, 0}), {0x090807}},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    std::string fault;
-    auto d = Decode(c.info, c.bits, &fault);
-    ASSERT_TRUE(d) << fault;
-    EXPECT_EQ(d->pixels, c.pixels);
-  }
 }
 
 TEST(EmfObjects, RunLengthEscapes) {
   const Bytes table = Table({0, kRed, kGreen, kBlue});
-  // Four by three, bottom row stored first.
-  const Bytes rle8 = Raw({
-      3, 1,           // three red
-      0, 0,           // end of line (the fourth pixel stays index 0)
-      0, 3, 2, 3, 2,  // absolute: green blue green, padded to a word
-      0,              // the padding
-      0, 2, 1, 1,     // delta: one right, one up (to x 4 of the top row: past its end)
-      0, 0,           // end of line
-      0, 1,           // end of bitmap
-      5, 3            // never read
-  });
   std::string fault;
-  auto d = Decode(InfoHeader(4, 3, 8, 1, 4) + table, rle8, &fault);
-  ASSERT_TRUE(d) << fault;
-  EXPECT_EQ(d->pixels, (std::vector<uint32_t>{0, 0, 0, 0,                // top: nothing drawn
-                                              kGreen, kBlue, kGreen, 0,  // middle
-                                              kRed, kRed, kRed, 0}));    // bottom
-
-  const Bytes rle4 = Raw({
-      5,
-      0x12,  // 1 2 1 2 1 (cut at the row's end of four)
-      0,
-      0,  // end of line
-      0,
-      2,
-      1,
-      0,  // delta one right
-      0,
-      3,
-      0x32,
-      0x10,  // absolute: 3 2 1, two bytes: no padding
-      0,
-      1,
-  });
-  d = Decode(InfoHeader(4, 2, 4, 2, 4) + table, rle4, &fault);
+  // RLE4: 1 2 1 2 1 cut at the row's end of four, end of line, a delta one
+  // right, an absolute 3 2 1 in two bytes (no padding), end of bitmap.
+  const Bytes rle4 = Raw({5, 0x12, 0, 0, 0, 2, 1, 0, 0, 3, 0x32, 0x10, 0, 1});
+  auto d = Decode(InfoHeader(4, 2, 4, 2, 4) + table, rle4, &fault);
   ASSERT_TRUE(d) << fault;
   EXPECT_EQ(d->pixels, (std::vector<uint32_t>{0, kBlue, kGreen, kRed, kRed, kGreen, kRed, kGreen}));
 
@@ -286,8 +141,6 @@ TEST(EmfObjects, RunLengthEscapes) {
   fault.clear();
   EXPECT_FALSE(Decode(InfoHeader(8, 8, 4, 2, 4) + table, Raw({0, 5, 0x12, 0x34}), &fault));
   EXPECT_NE(fault.find("RLE4 data: 4 bytes end inside an absolute run"), std::string::npos) << fault;
-  // Compressed bitmaps are never top-down.
-  EXPECT_FALSE(Decode(InfoHeader(2, -1, 8, 1, 4) + table, Raw({0, 1}), &fault));
 }
 
 TEST(EmfObjects, LyingHeadersAndShortData) {
@@ -316,6 +169,7 @@ TEST(EmfObjects, LyingHeadersAndShortData) {
       {"huge both ways", InfoHeader(0x7FFFFFFF, -0x7FFFFFFF, 32), Bytes(4), "64 Mi pixels"},
       {"odd depth", InfoHeader(1, 1, 3), Bytes(4), "biBitCount 3"},
       {"RLE8 on 4 bits", InfoHeader(1, 1, 4, 1) + table, Bytes(4), "biCompression 1"},
+      {"top-down run lengths", InfoHeader(2, -1, 8, 1, 4) + table + table, Raw({0, 1}), "bottom-up"},
       {"bitfields on 24 bits", InfoHeader(1, 1, 24, 3) + Bytes(12), Bytes(4), "biCompression 3"},
       {"bitfield masks missing", InfoHeader(1, 1, 16, 3) + Bytes(4), Bytes(4), "masks"},
       {"table cut short", InfoHeader(1, 1, 8, 0, 3) + table, Bytes(4), "colour table: 3 entries"},

@@ -16,9 +16,9 @@
 #include "host/gdi/driver_target.h"
 #include "host/gdi/emf_player.h"
 #include "host/gdi/emf_records.h"
-#include "host/gdi/emf_writer.h"
 #include "tests/graphics/driver_page.h"
 #include "tests/host/gdi/recording_target.h"
+#include "tools/sample_job/emf_writer.h"
 
 namespace snk::gdi {
 namespace {
@@ -36,12 +36,14 @@ constexpr uint32_t kPdy = 0x2000;
 constexpr uint32_t kTaUpdateCp = 1, kTaRight = 2, kTaCenter = 6, kTaBottom = 8, kTaBaseline = 24;
 
 // Reference pixels are surface pixels on a 1000-pixel surface.
-EmfWriter Page(const char16_t* face = u"Arial", int32_t height = -40, uint8_t charSet = 0) {
+EmfWriter Page(const char16_t* face = u"Arial", int32_t height = -40, uint8_t charSet = 0,
+               int32_t escapement = 0) {
   EmfWriter w({0, 0, 10000, 10000}, {1000, 1000}, {100, 100});
   EmfFont font;
   font.height = height;
   font.face = face;
   font.charSet = charSet;
+  font.escapement = escapement;
   w.ExtCreateFontIndirectW(1, font);
   w.SelectObject(1);
   w.SetBkMode(kTransparent);
@@ -306,100 +308,55 @@ TEST(EmfText, SmallTextOutAndPolyTextOut) {
   EXPECT_EQ(Origins(t[3]), (Origin{{10, 450}, {15, 450}, {20, 450}}));
 }
 
-TEST(EmfText, EscapementRotatesTextCounterclockwise) {
-  EmfWriter w({0, 0, 10000, 10000}, {1000, 1000}, {100, 100});
-  EmfFont font;
-  font.height = -40;
-  font.escapement = 900;
-  font.face = u"Arial";
-  w.ExtCreateFontIndirectW(1, font);
-  w.SelectObject(1);
-  w.SetTextAlign(kTaBaseline);
-  const int32_t dx[] = {30, 40};
-  w.ExtTextOutW(500, 500, u"AB", dx);
-  const auto t = Calls(Play(w), "textout");
-  ASSERT_EQ(t.size(), 1u);
-  EXPECT_EQ(Origins(t[0]), (Origin{{500, 500}, {500, 470}}));
-  const XFORML& x = t[0].fontXform;
-  EXPECT_NEAR(x.eM11, 0, 1e-6);
-  EXPECT_NEAR(x.eM22, 0, 1e-6);
-  EXPECT_LT(x.eM12, 0);  // -s sin t
-  EXPECT_GT(x.eM21, 0);  // s sin t
-}
-
-TEST(EmfText, YUpMappingKeepsTextUpright) {
-  for (uint32_t mode : {1u, 2u}) {
-    SCOPED_TRACE(mode);
-    EmfWriter w = Page();
-    w.SetMapMode(kMmAnisotropic);
-    w.SetWindowExtEx(1000, 1000);
-    w.SetViewportExtEx(1000, -1000);
-    w.SetViewportOrgEx(0, 1000);
-    w.SetTextAlign(kTaBaseline);
-    EmfText fields;
-    fields.dx = {30, 40};
-    fields.graphicsMode = mode;
-    w.ExtTextOutW(100, 800, u"AB", fields);
-    const auto t = Calls(Play(w), "textout");
-    ASSERT_EQ(t.size(), 1u);
-    EXPECT_EQ(Origins(t[0]), (Origin{{100, 200}, {130, 200}}));
-    EXPECT_GT(t[0].fontXform.eM11, 0);
-    EXPECT_GT(t[0].fontXform.eM22, 0);
-    EXPECT_NEAR(t[0].fontXform.eM12, 0, 1e-6);
-  }
-}
-
-// In the compatible mode the escapement is taken in logical space with y
-// down, so under a y-up mapping 2700 runs the baseline up the page (the
-// usual vertical axis title); the glyphs are still not mirrored.
-TEST(EmfText, YUpMappingTurnsCompatibleEscapementClockwise) {
-  EmfWriter w = Page();
-  EmfFont font;
-  font.height = -40;
-  font.escapement = 2700;
-  font.face = u"Arial";
-  w.ExtCreateFontIndirectW(2, font);
-  w.SelectObject(2);
-  w.SetMapMode(kMmAnisotropic);
-  w.SetWindowExtEx(1000, 1000);
-  w.SetViewportExtEx(1000, -1000);
-  w.SetViewportOrgEx(0, 1000);
-  w.SetTextAlign(kTaBaseline);
-  const int32_t dx[] = {30, 40};
-  w.ExtTextOutW(100, 200, u"AB", dx);
-  const auto t = Calls(Play(w), "textout");
-  ASSERT_EQ(t.size(), 1u);
-  EXPECT_EQ(Origins(t[0]), (Origin{{100, 800}, {100, 770}}));
-  const XFORML& x = t[0].fontXform;
-  EXPECT_NEAR(x.eM11, 0, 1e-6);
-  EXPECT_NEAR(x.eM22, 0, 1e-6);
-  EXPECT_LT(x.eM12, 0);
-  EXPECT_GT(x.eM21, 0);
-}
-
-TEST(EmfText, WorldTransformTurnsTextOnlyInTheAdvancedMode) {
-  for (uint32_t mode : {1u, 2u}) {
-    SCOPED_TRACE(mode);
-    EmfWriter w = Page();
-    const float quarter[6] = {0, 1, -1, 0, 500, 500};  // a quarter turn clockwise on the page
-    w.SetWorldTransform(quarter);
-    w.SetTextAlign(kTaBaseline);
-    EmfText fields;
-    fields.dx = {30, 40};
-    fields.graphicsMode = mode;
-    w.ExtTextOutW(100, 0, u"AB", fields);
-    const auto t = Calls(Play(w), "textout");
-    ASSERT_EQ(t.size(), 1u);
-    EXPECT_EQ(Origins(t[0])[0], std::make_pair(LONG(500), LONG(600)));  // the reference point turns in both
-    if (mode == 2) {
-      EXPECT_EQ(Origins(t[0])[1], std::make_pair(LONG(500), LONG(630)));  // the baseline runs down
-      EXPECT_NEAR(t[0].fontXform.eM11, 0, 1e-6);
-      EXPECT_GT(t[0].fontXform.eM12, 0);
-    } else {
-      EXPECT_EQ(Origins(t[0])[1], std::make_pair(LONG(530), LONG(600)));
-      EXPECT_GT(t[0].fontXform.eM11, 0);
-      EXPECT_NEAR(t[0].fontXform.eM12, 0, 1e-6);
+// Where "AB" (advances 30 and 40) lands and which way its glyphs turn. The
+// escapement turns text counterclockwise; a y-up mapping keeps glyphs
+// upright, and in the compatible mode it turns the escapement (taken in
+// logical space with y down) clockwise, so 2700 runs the baseline up the
+// page. A world transform turns the baseline only in the advanced mode.
+TEST(EmfText, EscapementMappingAndWorldTransformTurnText) {
+  enum Setup { kPlain, kYUp, kQuarterTurn };
+  struct Case {
+    const char* name;
+    int32_t escapement;
+    Setup setup;
+    uint32_t mode;
+    std::pair<LONG, LONG> at;
+    Origin origins;
+    const char* signs;  // of eM11, eM12, eM21, eM22: 0, +, - or . (not checked)
+  } cases[] = {
+      {"escapement 900", 900, kPlain, 1, {500, 500}, {{500, 500}, {500, 470}}, "0-+0"},
+      {"y up, compatible", 0, kYUp, 1, {100, 800}, {{100, 200}, {130, 200}}, "+0.+"},
+      {"y up, advanced", 0, kYUp, 2, {100, 800}, {{100, 200}, {130, 200}}, "+0.+"},
+      {"y up, escapement 2700", 2700, kYUp, 1, {100, 200}, {{100, 800}, {100, 770}}, "0-+0"},
+      {"quarter turn, compatible", 0, kQuarterTurn, 1, {100, 0}, {{500, 600}, {530, 600}}, "+0.."},
+      {"quarter turn, advanced", 0, kQuarterTurn, 2, {100, 0}, {{500, 600}, {500, 630}}, "0+.."},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    EmfWriter w = Page(u"Arial", -40, 0, c.escapement);
+    if (c.setup == kYUp) {
+      w.SetMapMode(kMmAnisotropic);
+      w.SetWindowExtEx(1000, 1000);
+      w.SetViewportExtEx(1000, -1000);
+      w.SetViewportOrgEx(0, 1000);
     }
+    if (c.setup == kQuarterTurn) {
+      const float quarter[6] = {0, 1, -1, 0, 500, 500};  // clockwise on the page
+      w.SetWorldTransform(quarter);
+    }
+    w.SetTextAlign(kTaBaseline);
+    EmfText fields;
+    fields.dx = {30, 40};
+    fields.graphicsMode = c.mode;
+    w.ExtTextOutW(c.at.first, c.at.second, u"AB", fields);
+    const auto t = Calls(Play(w), "textout");
+    ASSERT_EQ(t.size(), 1u);
+    EXPECT_EQ(Origins(t[0]), c.origins);
+    const XFORML& x = t[0].fontXform;
+    const FLOATL values[4] = {x.eM11, x.eM12, x.eM21, x.eM22};
+    auto sign = [](double v) { return std::abs(v) < 1e-6 ? '0' : v > 0 ? '+' : '-'; };
+    for (int k = 0; k < 4; ++k)
+      EXPECT_TRUE(c.signs[k] == '.' || sign(values[k]) == c.signs[k]) << "element " << k << ": " << values[k];
   }
 }
 

@@ -15,7 +15,7 @@
 #include "host/engine/xform.h"
 #include "host/gdi/emf_player.h"
 #include "host/gdi/emf_reader.h"
-#include "host/gdi/emf_writer.h"
+#include "tools/sample_job/emf_writer.h"
 
 namespace snk::test {
 

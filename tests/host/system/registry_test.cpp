@@ -82,16 +82,20 @@ TEST_F(RegistryTest, ValuesRoundTripWithTypeAndRawBytesAcrossReopen) {
                             nullptr, &key, &disposition),
             ERROR_SUCCESS);
   EXPECT_EQ(disposition, REG_CREATED_NEW_KEY);
-  const std::vector<BYTE> dword = {0x78, 0x56, 0x34, 0x12};
-  const std::vector<BYTE> multi = {'a', 0, 0, 0, 'b', 0, 0, 0, 0, 0};
-  const std::vector<BYTE> binary = {0, 1, 2, 0xFF};
-  const std::vector<BYTE> unterminated = {'x', 0};
-  EXPECT_EQ(Set(key, u"Count", REG_DWORD, dword), ERROR_SUCCESS);
-  EXPECT_EQ(Set(key, u"Title", REG_SZ, Sz(u"Gr\u00fc\u00dfe")), ERROR_SUCCESS);
-  EXPECT_EQ(Set(key, u"List", REG_MULTI_SZ, multi), ERROR_SUCCESS);
-  EXPECT_EQ(Set(key, u"Blob", REG_BINARY, binary), ERROR_SUCCESS);
-  EXPECT_EQ(Set(key, u"Raw", REG_SZ, unterminated), ERROR_SUCCESS);
-  EXPECT_EQ(Set(key, u"Empty", REG_BINARY, {}), ERROR_SUCCESS);
+  struct Value {
+    const char16_t* name;
+    DWORD type;
+    std::vector<BYTE> data;
+  };
+  const Value values[] = {
+      {u"Count", REG_DWORD, {0x78, 0x56, 0x34, 0x12}},
+      {u"Title", REG_SZ, Sz(u"Gr\u00fc\u00dfe")},
+      {u"List", REG_MULTI_SZ, {'a', 0, 0, 0, 'b', 0, 0, 0, 0, 0}},
+      {u"Blob", REG_BINARY, {0, 1, 2, 0xFF}},
+      {u"Raw", REG_SZ, {'x', 0}},  // no terminator is added
+      {u"Empty", REG_BINARY, {}},
+  };
+  for (const Value& v : values) EXPECT_EQ(Set(key, v.name, v.type, v.data), ERROR_SUCCESS);
   EXPECT_EQ(RegCloseKey(key), ERROR_SUCCESS);
   CloseConfigDatabase();
 
@@ -101,22 +105,11 @@ TEST_F(RegistryTest, ValuesRoundTripWithTypeAndRawBytesAcrossReopen) {
   EXPECT_EQ(disposition, REG_OPENED_EXISTING_KEY);
   DWORD type = 0;
   std::vector<BYTE> data;
-  ASSERT_EQ(Get(key, u"Count", &type, &data), ERROR_SUCCESS);
-  EXPECT_EQ(type, REG_DWORD);
-  EXPECT_EQ(data, dword);
-  ASSERT_EQ(Get(key, u"Title", &type, &data), ERROR_SUCCESS);
-  EXPECT_EQ(type, REG_SZ);
-  EXPECT_EQ(data, Sz(u"Gr\u00fc\u00dfe"));
-  ASSERT_EQ(Get(key, u"List", &type, &data), ERROR_SUCCESS);
-  EXPECT_EQ(type, REG_MULTI_SZ);
-  EXPECT_EQ(data, multi);
-  ASSERT_EQ(Get(key, u"Blob", &type, &data), ERROR_SUCCESS);
-  EXPECT_EQ(data, binary);
-  ASSERT_EQ(Get(key, u"Raw", &type, &data), ERROR_SUCCESS);  // no terminator added
-  EXPECT_EQ(data, unterminated);
-  ASSERT_EQ(Get(key, u"Empty", &type, &data), ERROR_SUCCESS);
-  EXPECT_EQ(type, REG_BINARY);
-  EXPECT_TRUE(data.empty());
+  for (const Value& v : values) {
+    ASSERT_EQ(Get(key, v.name, &type, &data), ERROR_SUCCESS);
+    EXPECT_EQ(type, v.type);
+    EXPECT_EQ(data, v.data);
+  }
 
   // A caller expecting a number sees the stored type and size, not a number.
   DWORD number = 0, size = sizeof number;

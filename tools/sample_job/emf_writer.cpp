@@ -1,4 +1,4 @@
-#include "host/gdi/emf_writer.h"
+#include "tools/sample_job/emf_writer.h"
 
 #include <algorithm>
 #include <bit>

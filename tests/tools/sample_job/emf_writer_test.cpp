@@ -1,6 +1,6 @@
 // EMF writer: what it writes reads back with the reader, field by field,
 // and passes the shared checker.
-#include "host/gdi/emf_writer.h"
+#include "tools/sample_job/emf_writer.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,5 @@
-// Authors EMF files record by record, for tests and the sample job.
+// Authors EMF files record by record, for tests and the sample job; not part
+// of the shipped host library.
 //
 // Records are appended in order; Finish() puts EMR_HEADER in front (with the
 // description, nBytes, nRecords and nHandles as the highest object index

@@ -9,9 +9,9 @@
 
 #include "host/gdi/device_context.h"
 #include "host/gdi/emf_records.h"
-#include "host/gdi/emf_writer.h"
 #include "host/gdi/record_table.h"
-#include "tests/host/null_target.h"
+#include "tests/host/gdi/null_target.h"
+#include "tools/sample_job/emf_writer.h"
 
 namespace snk::gdi {
 namespace {
@@ -51,16 +51,6 @@ TEST(EmfPlayer, CountsNotPlayedRecordsByType) {
             "  EMR_EXTFLOODFILL: 1\n"
             "  EMR_SETPALETTEENTRIES: 1\n"
             "  EMR_UNKNOWN_300: 1\n");
-}
-
-TEST(EmfPlayer, EmptyPageHasNothingToReport) {
-  EmfWriter writer({0, 0, 1000, 1000}, {100, 100}, {10, 10});
-  const auto file = EmfFile::Parse("p.emf", writer.Finish(), nullptr);
-  ASSERT_TRUE(file);
-  NullTarget target;
-  const PlayStats stats = EmfPlayer().PlayPage(*file, target);
-  EXPECT_TRUE(stats.notPlayed.empty());
-  EXPECT_EQ(Printed(stats), "");
 }
 
 // Each entry's minimum size is exactly what its decoder's fixed fields
