@@ -7,7 +7,7 @@
 #include <string>
 
 #include "base/number_format.h"
-#include "fonts/font.h"
+#include "fonts/document_font.h"
 
 namespace {
 

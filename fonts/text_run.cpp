@@ -81,7 +81,7 @@ void CKMC_TextRunWriter::WriteBackground(CKM_BinaryBuf& out, const RECTL& rect, 
 
 bool CKMC_TextRunWriter::IsGothicFace(std::u16string_view faceName) {
   if (faceName != m_gothicFace) {
-    m_gothicAnswer = CKMC_FontCatalogue::IsGothicName(faceName);
+    m_gothicAnswer = IsGothicFaceName(faceName);
     m_gothicFace = faceName;
   }
   return m_gothicAnswer;
@@ -107,9 +107,8 @@ void CKMC_TextRunWriter::WriteGlyphs(STROBJ* run, FONTOBJ* fontObject, const IFI
     const BOOL more = STROBJ_bEnumPositionsOnly(run, &count, &positions);
     for (ULONG i = 0; positions && i < count; ++i, ++index) {
       const GLYPHPOS& glyph = positions[i];
-      const uint16_t unicode = useText && index < run->cGlyphs
-                                   ? run->pwszOrg[index]
-                                   : CKMC_FontCatalogue::GlyphToUnicode(font, glyph.hg);
+      const uint16_t unicode =
+          useText && index < run->cGlyphs ? run->pwszOrg[index] : font.UnicodeOf(glyph.hg);
       // A vertical face sets the characters of the first 256 upright.
       style.vertical = verticalFace && unicode >= 0x100;
       style.matrix = style.vertical ? geometry.rotated : geometry.plain;

@@ -12,6 +12,7 @@
 
 #include "font_fixtures.h"
 #include "fonts/embedded_font.h"
+#include "fonts/font.h"
 #include "host/fonts/host_font.h"
 #include "services/core_module.h"
 

@@ -50,10 +50,7 @@ class TextBlock : public ::testing::Test {
   }
 
   CKMC_DocumentWriter writer_;
-  uint32_t fontEmbed_ = 0, fontWarn_ = 0;
-  std::vector<uint8_t> faces_;
-  CKMC_FontCatalogue catalogue_{writer_, CKMC_FontCatalogue::Settings{fontEmbed_, fontWarn_, faces_}};
-  ScriptedFont font_{catalogue_};
+  ScriptedFont font_{writer_};
   CKMC_TextObject text_;
   CKMC_GlyphStyle style_;
 };
