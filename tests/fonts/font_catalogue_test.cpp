@@ -204,21 +204,6 @@ TEST_F(Catalogue, APreparedFontHasItsFaceGlyphSetAndMetrics) {
   EXPECT_EQ(mapped.width, 667);
 }
 
-TEST_F(Catalogue, CollectionFacesWithOneUniqueNameAreTwoFonts) {
-  embed_ = 2;  // names stay the faces' own
-  warn_ = 0;
-  CKMC_Font& proportional = catalogue_.FindOrCreateFont(Realize(u"WenQuanYi Micro Hei"));
-  CKMC_Font& mono = catalogue_.FindOrCreateFont(Realize(u"WenQuanYi Micro Hei Mono"));
-  ASSERT_NE(&proportional, &mono);
-  EXPECT_EQ(proportional.uniqueName, mono.uniqueName);
-  EXPECT_EQ(proportional.name.str(), "WenQuanYi Micro Hei");
-  EXPECT_EQ(mono.name.str(), "WenQuanYi Micro Hei Mono");
-  ASSERT_NE(proportional.face, nullptr);
-  ASSERT_NE(mono.face, nullptr);
-  EXPECT_EQ(proportional.faceIndex, 0);
-  EXPECT_EQ(mono.faceIndex, 1);
-}
-
 TEST_F(Catalogue, AVerticalFaceSharesTheNameOfTheUprightOne) {
   CKMC_Font& upright = catalogue_.FindOrCreateFont(Realize(u"WenQuanYi Micro Hei"));
   CKMC_Font& vertical = catalogue_.FindOrCreateFont(Realize(u"@WenQuanYi Micro Hei"));
