@@ -3,7 +3,6 @@
 // standard fonts, and the objects written at document end.
 #include <ft2build.h>
 #include <gtest/gtest.h>
-#include <zlib.h>
 #include FT_FREETYPE_H
 
 #include <memory>
@@ -15,6 +14,7 @@
 #include "fonts/font.h"
 #include "host/fonts/host_font.h"
 #include "services/core_module.h"
+#include "test_support.h"
 
 namespace {
 
@@ -87,14 +87,7 @@ class EmbeddedFonts : public snk::test::FontCatalogueTest {
     size_t end = object.rfind("endstream");
     if (begin == std::string::npos || end == std::string::npos) return {};
     begin += object[begin + 6] == '\r' ? 8 : 7;
-    std::string packed = object.substr(begin, end - begin);
-    std::string out(8 << 20, '\0');
-    uLongf size = out.size();
-    if (uncompress(reinterpret_cast<Bytef*>(out.data()), &size, reinterpret_cast<const Bytef*>(packed.data()),
-                   packed.size()) != Z_OK)
-      return {};
-    out.resize(size);
-    return out;
+    return snk::test::Inflate(std::string_view(object).substr(begin, end - begin));
   }
   static uint32_t Reference(const std::string& dict, const std::string& key) {
     std::smatch m;
