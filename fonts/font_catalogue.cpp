@@ -1,7 +1,5 @@
 // The font catalogue: the document's fonts, found by face, and the form of
 // each made from the engine's FONTOBJ at its first use.
-#include "fonts/font.h"
-
 #include <algorithm>
 #include <cstddef>
 
@@ -9,6 +7,7 @@
 #include "fonts/charset_tables.h"
 #include "fonts/document_font.h"
 #include "fonts/embedded_font.h"
+#include "fonts/font.h"
 #include "fonts/subfonts.h"
 
 CKMC_FontCatalogue::CKMC_FontCatalogue(CKMC_DocumentWriter& writer, Settings settings)
