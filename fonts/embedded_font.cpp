@@ -65,9 +65,9 @@ CKM_ByteString WidthsByRun(const std::vector<CKMC_GlyphRecord>& records) {
 
 CKMC_CIDEmbedSubFont::CKMC_CIDEmbedSubFont(CKMC_CIDEmbedFont& font, const char* subtype)
     : font(font),
-      numberH(font.catalogue.writer.NewObjectNumber()),
-      numberV(font.catalogue.writer.NewObjectNumber()),
-      fontFileNumber(font.catalogue.writer.NewObjectNumber()),
+      numberH(font.writer.NewObjectNumber()),
+      numberV(font.writer.NewObjectNumber()),
+      fontFileNumber(font.writer.NewObjectNumber()),
       subtype(subtype) {
   // Record 0 is .notdef, which every program has at index 0.
   int32_t width = 0;
@@ -114,7 +114,7 @@ uint32_t CKMC_CIDEmbedSubFont::GetFontNumber(bool vertical) {
 }
 
 void CKMC_CIDEmbedSubFont::WriteSubFont() {
-  CKMC_DocumentWriter& writer = font.catalogue.writer;
+  CKMC_DocumentWriter& writer = font.writer;
   const uint32_t descriptor = writer.NewObjectNumber();
   const uint32_t toUnicode = writer.NewObjectNumber();
   const uint32_t descendant = writer.NewObjectNumber();
@@ -143,7 +143,7 @@ void CKMC_CIDEmbedSubFont::WriteToUnicode(uint32_t objectNumber) {
   CKMC_Stream stream;
   stream.dict.SetLiteral("/Filter", "/FlateDecode");
   stream.data = CompressToString(text.c_str(), text.GetLength());
-  font.catalogue.writer.WriteIndirectObject(objectNumber, &stream);
+  font.writer.WriteIndirectObject(objectNumber, &stream);
 }
 
 void CKMC_CIDEmbedSubFont::WriteFontStream(const void* bytes, size_t size, CKMC_Dictionary& dict) {
@@ -151,7 +151,7 @@ void CKMC_CIDEmbedSubFont::WriteFontStream(const void* bytes, size_t size, CKMC_
   stream.dict.entries = std::move(dict.entries);
   stream.dict.SetLiteral("/Filter", "/FlateDecode");
   stream.data = CompressToString(bytes, size);
-  font.catalogue.writer.WriteIndirectObject(fontFileNumber, &stream);
+  font.writer.WriteIndirectObject(fontFileNumber, &stream);
 }
 
 // ------------------------------------------------------------ TrueType
@@ -234,7 +234,7 @@ void CKMC_CIDEmbedOTFont::WriteFontFile() {
 CKMC_CIDEmbedStandardFont::CKMC_CIDEmbedStandardFont(CKMC_CIDEmbedFont& font, const char* baseFont)
     : CKMC_CIDEmbedSubFont(font, "/CIDFontType2"),
       baseFont(baseFont),
-      type1Number(font.catalogue.writer.NewObjectNumber()) {}
+      type1Number(font.writer.NewObjectNumber()) {}
 
 CKMC_CIDEmbedStandardFont::~CKMC_CIDEmbedStandardFont() = default;
 
@@ -273,7 +273,7 @@ void CKMC_CIDEmbedStandardFont::WriteSubFont() {
     type1.SetLiteral("/Subtype", "/Type1");
     type1.SetLiteral("/BaseFont", CKM_ByteString(std::string("/") + baseFont));
     type1.SetLiteral("/Encoding", "/WinAnsiEncoding");
-    font.catalogue.writer.WriteIndirectObject(type1Number, &type1);
+    font.writer.WriteIndirectObject(type1Number, &type1);
   }
   // The second subfont's descriptor asks this object for the file, finds
   // none, and names no program; its stream is written all the same.
@@ -282,8 +282,8 @@ void CKMC_CIDEmbedStandardFont::WriteSubFont() {
 
 // ------------------------------------------------------------ CKMC_CIDEmbedFont
 
-CKMC_CIDEmbedFont::CKMC_CIDEmbedFont(CKMC_FontCatalogue& catalogue, uint32_t mode)
-    : CKMC_Font(catalogue), mode(mode) {}
+CKMC_CIDEmbedFont::CKMC_CIDEmbedFont(CKMC_DocumentWriter& writer, uint32_t mode)
+    : CKMC_Font(writer), mode(mode) {}
 
 CKMC_CIDEmbedFont::~CKMC_CIDEmbedFont() {
   // The subfonts refer to the subsets; they go first.
@@ -375,7 +375,7 @@ void CKMC_CIDEmbedFont::WriteDescriptor(uint32_t objectNumber, int32_t missingWi
         break;
     }
   }
-  catalogue.writer.WriteIndirectObject(objectNumber, &descriptor);
+  writer.WriteIndirectObject(objectNumber, &descriptor);
 }
 
 // ------------------------------------------------------------ ToUnicode

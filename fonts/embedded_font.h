@@ -23,7 +23,7 @@
 #include <memory>
 #include <vector>
 
-#include "fonts/font.h"
+#include "fonts/document_font.h"
 #include "fonts/font_reader.h"
 #include "fonts/subfonts.h"
 
@@ -145,7 +145,7 @@ class CKMC_CIDEmbedStandardFont : public CKMC_CIDEmbedSubFont {
 
 class CKMC_CIDEmbedFont : public CKMC_Font, public CKMC_FontCharsets {
  public:
-  CKMC_CIDEmbedFont(CKMC_FontCatalogue& catalogue, uint32_t mode);
+  CKMC_CIDEmbedFont(CKMC_DocumentWriter& writer, uint32_t mode);
   ~CKMC_CIDEmbedFont() override;
 
   void InitCharsets(const IFIMETRICS& metrics) override { InitFontCharsets(metrics); }

@@ -16,7 +16,8 @@ struct GlyphNameEntry {
 
 const char* AdobeGlyphName(uint16_t unicode) {
   const auto* end = std::end(kGlyphNames);
-  const auto* at = std::lower_bound(std::begin(kGlyphNames), end, unicode,
-                                    [](const GlyphNameEntry& e, uint16_t u) { return e.unicode < u; });
+  const auto* at =
+      std::lower_bound(std::begin(kGlyphNames), end, unicode,
+                       [](const GlyphNameEntry& entry, uint16_t value) { return entry.unicode < value; });
   return at != end && at->unicode == unicode ? at->name : nullptr;
 }

@@ -62,11 +62,6 @@ CidCollection CollectionOf(uint8_t charset) {
 
 }  // namespace
 
-CKM_ByteString PdfFontName(const CKM_ByteString& name) {
-  CKM_ByteString copy = name;
-  return CKM_ByteString("/") + EscapeName(copy).view();
-}
-
 void SetWidthEntries(CKMC_Dictionary& dict, const std::array<uint16_t, 256>& widths) {
   size_t first = 0;
   while (first < 255 && widths[first] == 0) ++first;
@@ -83,7 +78,7 @@ void SetWidthEntries(CKMC_Dictionary& dict, const std::array<uint16_t, 256>& wid
 // ------------------------------------------------------------ subfonts
 
 CKMC_SubFont::CKMC_SubFont(CKMC_UnicodeFont& font, uint8_t charset)
-    : font(font), charset(charset), fontNumber(font.catalogue.writer.NewObjectNumber()) {}
+    : font(font), charset(charset), fontNumber(font.writer.NewObjectNumber()) {}
 
 int32_t CKMC_SingleByteSubFont::GetCodeWidth(uint16_t /*unicode*/, uint32_t code) const {
   return widths[code & 0xFF];
@@ -103,7 +98,7 @@ void CKMC_SingleByteSubFont::WriteFontObject(uint32_t descriptorNumber) {
   dict.SetLiteral("/Encoding", GetEncoding());
   dict.SetReference("/FontDescriptor", descriptorNumber);
   SetWidthEntries(dict, widths);
-  font.catalogue.writer.WriteIndirectObject(fontNumber, &dict);
+  font.writer.WriteIndirectObject(fontNumber, &dict);
 }
 
 CKMC_PredefinedSubFont::CKMC_PredefinedSubFont(CKMC_UnicodeFont& font, uint8_t charset)
@@ -159,7 +154,7 @@ CKM_ByteString CKMC_CustomSubFont::GetEncoding() const {
 }
 
 CKMC_CIDSubFont::CKMC_CIDSubFont(CKMC_UnicodeFont& font, uint8_t charset)
-    : CKMC_SubFont(font, charset), verticalNumber(font.catalogue.writer.NewObjectNumber()) {}
+    : CKMC_SubFont(font, charset), verticalNumber(font.writer.NewObjectNumber()) {}
 
 uint32_t CKMC_CIDSubFont::GetFontNumber(bool vertical) {
   if (vertical) {
@@ -183,7 +178,7 @@ void WriteType0Font(CKMC_DocumentWriter& writer, uint32_t number, const CKM_Byte
 }
 
 void CKMC_CIDSubFont::WriteFontObject(uint32_t descriptorNumber) {
-  CKMC_DocumentWriter& writer = font.catalogue.writer;
+  CKMC_DocumentWriter& writer = font.writer;
   const CidCollection collection = CollectionOf(charset);
   const uint32_t descendant = writer.NewObjectNumber();
   const CKM_ByteString baseFont = PdfFontName(font.name);
@@ -207,7 +202,7 @@ void CKMC_CIDSubFont::WriteFontObject(uint32_t descriptorNumber) {
 
 // ------------------------------------------------------------ CKMC_UnicodeFont
 
-CKMC_UnicodeFont::CKMC_UnicodeFont(CKMC_FontCatalogue& catalogue) : CKMC_Font(catalogue) {}
+CKMC_UnicodeFont::CKMC_UnicodeFont(CKMC_DocumentWriter& writer) : CKMC_Font(writer) {}
 
 CKMC_UnicodeFont::~CKMC_UnicodeFont() { subFonts.clear(); }
 
@@ -305,15 +300,15 @@ CKMC_MappedCharacter CKMC_UnicodeFont::MapCharacter(uint16_t unicode, HGLYPH /*g
 void CKMC_UnicodeFont::WriteFont() {
   if (subFonts.empty()) return;
   int32_t missingWidth = (flags & 1) ? subFonts.front()->GetMissingWidth() : 0;
-  uint32_t descriptor = catalogue.writer.NewObjectNumber();
+  uint32_t descriptor = writer.NewObjectNumber();
   WriteDescriptor(descriptor, missingWidth);
   for (const auto& sub : subFonts) sub->WriteFontObject(descriptor);
 }
 
 // ------------------------------------------------------------ CKMC_SymbolFont
 
-CKMC_SymbolFont::CKMC_SymbolFont(CKMC_FontCatalogue& catalogue)
-    : CKMC_Font(catalogue), fontNumber(catalogue.writer.NewObjectNumber()) {}
+CKMC_SymbolFont::CKMC_SymbolFont(CKMC_DocumentWriter& writer)
+    : CKMC_Font(writer), fontNumber(writer.NewObjectNumber()) {}
 
 void CKMC_SymbolFont::InitCharsets(const IFIMETRICS& /*metrics*/) {
   if (!face) return;
@@ -332,7 +327,6 @@ CKMC_MappedCharacter CKMC_SymbolFont::MapCharacter(uint16_t unicode, HGLYPH /*gl
 }
 
 void CKMC_SymbolFont::WriteFont() {
-  CKMC_DocumentWriter& writer = catalogue.writer;
   uint32_t descriptor = writer.NewObjectNumber();
   CKMC_Dictionary dict;
   dict.SetLiteral("/Type", "/Font");

@@ -19,7 +19,7 @@
 #include <vector>
 
 #include "base/byte_string.h"
-#include "fonts/font.h"
+#include "fonts/document_font.h"
 
 class CKMC_UnicodeFont;
 
@@ -111,7 +111,7 @@ class CKMC_FontCharsets {
 
 class CKMC_UnicodeFont : public CKMC_Font, public CKMC_FontCharsets {
  public:
-  explicit CKMC_UnicodeFont(CKMC_FontCatalogue& catalogue);
+  explicit CKMC_UnicodeFont(CKMC_DocumentWriter& writer);
   ~CKMC_UnicodeFont() override;
 
   void InitCharsets(const IFIMETRICS& metrics) override { InitFontCharsets(metrics); }
@@ -127,7 +127,7 @@ class CKMC_UnicodeFont : public CKMC_Font, public CKMC_FontCharsets {
 
 class CKMC_SymbolFont : public CKMC_Font {
  public:
-  explicit CKMC_SymbolFont(CKMC_FontCatalogue& catalogue);
+  explicit CKMC_SymbolFont(CKMC_DocumentWriter& writer);
 
   void InitCharsets(const IFIMETRICS& metrics) override;
   CKMC_MappedCharacter MapCharacter(uint16_t unicode, HGLYPH glyph, bool vertical) override;
@@ -145,5 +145,3 @@ void SetWidthEntries(CKMC_Dictionary& dict, const std::array<uint16_t, 256>& wid
 // CMap `encoding` and, unless `toUnicode` is 0, a /ToUnicode reference.
 void WriteType0Font(CKMC_DocumentWriter& writer, uint32_t number, const CKM_ByteString& baseFont,
                     uint32_t descendant, const char* encoding, uint32_t toUnicode);
-// "/" and the PDF-escaped name.
-CKM_ByteString PdfFontName(const CKM_ByteString& name);

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "base/number_format.h"
-#include "fonts/font.h"
+#include "fonts/document_font.h"
 
 namespace {
 
@@ -66,8 +66,8 @@ void CKMC_TextObject::PlaceHorizontal(const CKMC_GlyphStyle& style, double u, do
     return;
   }
   // Half a device unit, in text space along the baseline.
-  const CKMC_TextMatrix& m = matrix;
-  const double threshold = std::fabs((m.d - m.c) * scale * 0.5 / (m.d * m.a - m.c * m.b));
+  const double threshold =
+      std::fabs((matrix.d - matrix.c) * scale * 0.5 / (matrix.d * matrix.a - matrix.c * matrix.b));
   if (!(std::fabs(du) > threshold)) return;
   // A gothic face keeps the number unsigned, as the fonts it stands for
   // were measured that way.
@@ -84,8 +84,8 @@ void CKMC_TextObject::PlaceVertical(const CKMC_GlyphStyle& style, double u, doub
     StartArray(u, v);
     return;
   }
-  const CKMC_TextMatrix& m = matrix;
-  const double threshold = std::fabs((m.b - m.a) * scale * 0.5 / (m.c * m.b - m.d * m.a));
+  const double threshold =
+      std::fabs((matrix.b - matrix.a) * scale * 0.5 / (matrix.c * matrix.b - matrix.d * matrix.a));
   if (!(std::fabs(dv) > threshold)) return;
   buffer.AppendByte(')');
   AppendNumber(dv * -1000.0 / style.size);
@@ -143,9 +143,8 @@ uint32_t CKMC_TextObject::EmitGlyph(const CKMC_GlyphStyle& style, uint16_t unico
   // The device position in text space: the inverse of the matrix applied
   // to the point in user space.
   const double px = x * scale, py = (height - y) * scale;
-  const CKMC_TextMatrix& m = matrix;
-  double u = (m.d * px - m.c * py) / (m.d * m.a - m.c * m.b);
-  const double v = (m.b * px - m.a * py) / (m.c * m.b - m.d * m.a);
+  double u = (matrix.d * px - matrix.c * py) / (matrix.d * matrix.a - matrix.c * matrix.b);
+  const double v = (matrix.b * px - matrix.a * py) / (matrix.c * matrix.b - matrix.d * matrix.a);
   if (style.vertical) {
     // Vertical glyphs hang from the middle of the em box.
     const int32_t ascent = std::abs(font.ascent), descent = std::abs(font.descent);

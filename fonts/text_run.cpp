@@ -33,11 +33,17 @@ struct CKMC_RunGeometry {
 
 namespace {
 
+// The simulations the engine asks for when a face has no bold or italic
+// form of its own; the host's glyph renderer uses the same two values, so
+// that its pictures match the PDF text.
+constexpr double kItalicShear = 0.342;  // simulated italic: the slant of the text matrix
+constexpr double kBoldStroke = 0.02;    // simulated bold: the stroke width, in ems
+
 CKMC_RunGeometry RunGeometryOf(FONTOBJ* font, const IFIMETRICS& metrics, double scale) {
   CKMC_RunGeometry run;
   XFORMOBJ* xform = FONTOBJ_pxoGetXform(font);
-  XFORML m{};
-  if (!xform || XFORMOBJ_iGetXform(xform, &m) == DDI_ERROR) {
+  XFORML transform{};
+  if (!xform || XFORMOBJ_iGetXform(xform, &transform) == DDI_ERROR) {
     // Without a transform the size is the nominal one, or derived from the
     // widest advance.
     run.size = font->ulStyleSize;
@@ -53,15 +59,17 @@ CKMC_RunGeometry RunGeometryOf(FONTOBJ* font, const IFIMETRICS& metrics, double 
     return run;
   }
   // Notional units to points: the matrix carries the size, " Tf " is 1.
-  const double k = metrics.fwdUnitsPerEm * scale;
-  const double a0 = m.eM11 * k, b0 = m.eM12 * k, c0 = m.eM21 * k, d0 = m.eM22 * k;
+  const double toPoints = metrics.fwdUnitsPerEm * scale;
+  const double a0 = transform.eM11 * toPoints, b0 = transform.eM12 * toPoints;
+  const double c0 = transform.eM21 * toPoints, d0 = transform.eM22 * toPoints;
   run.plain = CKMC_TextMatrix{a0, c0, b0, d0};
   const FLONG type = font->flFontType;
-  if (type & FO_SIM_BOLD) run.boldWidth = std::fabs(c0 != 0 ? c0 : d0) * 0.02;
+  if (type & FO_SIM_BOLD) run.boldWidth = std::fabs(c0 != 0 ? c0 : d0) * kBoldStroke;
   const bool italic = (type & FO_SIM_ITALIC) != 0;
-  if (italic && !(type & FO_VERT_FACE)) run.plain = CKMC_TextMatrix{a0, c0, b0 + a0 * 0.342, d0 + c0 * 0.342};
-  const double a1 = italic ? a0 - b0 * 0.342 : a0;
-  const double c1 = italic ? c0 - d0 * 0.342 : c0;
+  if (italic && !(type & FO_VERT_FACE))
+    run.plain = CKMC_TextMatrix{a0, c0, b0 + a0 * kItalicShear, d0 + c0 * kItalicShear};
+  const double a1 = italic ? a0 - b0 * kItalicShear : a0;
+  const double c1 = italic ? c0 - d0 * kItalicShear : c0;
   run.rotated = CKMC_TextMatrix{-c1, a1, -d0, b0};
   return run;
 }
@@ -81,7 +89,7 @@ void CKMC_TextRunWriter::WriteBackground(CKM_BinaryBuf& out, const RECTL& rect, 
 
 bool CKMC_TextRunWriter::IsGothicFace(std::u16string_view faceName) {
   if (faceName != m_gothicFace) {
-    m_gothicAnswer = CKMC_FontCatalogue::IsGothicName(faceName);
+    m_gothicAnswer = IsGothicFaceName(faceName);
     m_gothicFace = faceName;
   }
   return m_gothicAnswer;
@@ -107,9 +115,8 @@ void CKMC_TextRunWriter::WriteGlyphs(STROBJ* run, FONTOBJ* fontObject, const IFI
     const BOOL more = STROBJ_bEnumPositionsOnly(run, &count, &positions);
     for (ULONG i = 0; positions && i < count; ++i, ++index) {
       const GLYPHPOS& glyph = positions[i];
-      const uint16_t unicode = useText && index < run->cGlyphs
-                                   ? run->pwszOrg[index]
-                                   : CKMC_FontCatalogue::GlyphToUnicode(font, glyph.hg);
+      const uint16_t unicode =
+          useText && index < run->cGlyphs ? run->pwszOrg[index] : font.UnicodeOf(glyph.hg);
       // A vertical face sets the characters of the first 256 upright.
       style.vertical = verticalFace && unicode >= 0x100;
       style.matrix = style.vertical ? geometry.rotated : geometry.plain;

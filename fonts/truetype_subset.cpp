@@ -1,10 +1,15 @@
-// The TrueType subsetter. All numbers of the file are big-endian; every
-// offset and length taken from it is checked before it is used, and a
-// read outside the file fails the parse or the build.
+// The TrueType subsetter. All numbers of the file are big-endian and are
+// decoded by the byte reader from bytes read through the callback; every
+// offset and length taken from the file is checked before it is used, and
+// a read outside the file fails the parse or the build.
 #include "fonts/truetype_subset.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <new>
+#include <span>
+
+#include "base/byte_reader.h"
 
 namespace {
 
@@ -25,8 +30,7 @@ constexpr uint32_t kVmtx = Tag("vmtx");
 constexpr uint32_t kOs2 = Tag("OS/2");
 
 // The tables of the output, in the order of both the data and the
-// directory: glyf leads, since the closure over composites fixes the glyph
-// count that hmtx, loca and maxp are written with.
+// directory, which is not sorted by tag.
 constexpr uint32_t kOrder[] = {kGlyf, kHead, kHhea,       kHmtx,       kVhea,       kVmtx,
                                kLoca, kMaxp, Tag("name"), Tag("cvt "), Tag("fpgm"), Tag("prep")};
 
@@ -40,26 +44,33 @@ constexpr uint16_t kMoreComponents = 0x0020;
 constexpr uint16_t kHaveXYScale = 0x0040;
 constexpr uint16_t kHaveTwoByTwo = 0x0080;
 
-uint16_t Get16(const uint8_t* p) { return uint16_t(p[0] << 8 | p[1]); }
-uint32_t Get32(const uint8_t* p) {
-  return uint32_t(p[0]) << 24 | uint32_t(p[1]) << 16 | uint32_t(p[2]) << 8 | p[3];
+void Put16(std::vector<uint8_t>& out, uint16_t value) {
+  out.push_back(uint8_t(value >> 8));
+  out.push_back(uint8_t(value));
+}
+void Put32(std::vector<uint8_t>& out, uint32_t value) {
+  Put16(out, uint16_t(value >> 16));
+  Put16(out, uint16_t(value));
+}
+void Set16(std::vector<uint8_t>& out, size_t at, uint16_t value) {
+  out[at] = uint8_t(value >> 8);
+  out[at + 1] = uint8_t(value);
+}
+void Set32(std::vector<uint8_t>& out, size_t at, uint32_t value) {
+  Set16(out, at, uint16_t(value >> 16));
+  Set16(out, at + 2, uint16_t(value));
 }
 
-void Put16(std::vector<uint8_t>& out, uint16_t v) {
-  out.push_back(uint8_t(v >> 8));
-  out.push_back(uint8_t(v));
+snk::ByteReader ReaderOver(const std::vector<uint8_t>& bytes) {
+  return snk::ByteReader(std::as_bytes(std::span<const uint8_t>(bytes)));
 }
-void Put32(std::vector<uint8_t>& out, uint32_t v) {
-  Put16(out, uint16_t(v >> 16));
-  Put16(out, uint16_t(v));
+
+// The big-endian numbers at the start of `bytes`, read in order.
+bool FirstNumbers(const std::vector<uint8_t>& bytes, uint32_t& value) {
+  return ReaderOver(bytes).ReadU32BE(value);
 }
-void Set16(std::vector<uint8_t>& out, size_t at, uint16_t v) {
-  out[at] = uint8_t(v >> 8);
-  out[at + 1] = uint8_t(v);
-}
-void Set32(std::vector<uint8_t>& out, size_t at, uint32_t v) {
-  Set16(out, at, uint16_t(v >> 16));
-  Set16(out, at + 2, uint16_t(v));
+bool FirstNumbers(const std::vector<uint8_t>& bytes, uint16_t& value) {
+  return ReaderOver(bytes).ReadU16BE(value);
 }
 
 // The checksum these files carry: the 32-bit words of the range (its
@@ -79,35 +90,70 @@ uint32_t LittleEndianSum(const std::vector<uint8_t>& bytes, size_t from, size_t 
 
 CKMC_TrueTypeSubset::CKMC_TrueTypeSubset(uint32_t faceIndex, CKMC_FontReadProc read, void* context)
     : read(read), context(context) {
-  uint32_t start = 0, tag = 0;
-  if (!ReadU32(0, tag)) return;
-  if (tag == kTtcf) {
-    uint32_t faces = 0;
-    if (!ReadU32(8, faces) || faceIndex >= faces || !ReadU32(12 + 4 * uint64_t{faceIndex}, start)) return;
-  }
-  // A directory longer than the file fails before room is made for it.
-  uint8_t last;
-  if (!ReadU16(uint64_t{start} + 4, tableCount) || tableCount == 0 ||
-      !Read(uint64_t{start} + 12 + 16 * uint64_t{tableCount} - 1, &last, 1))
-    return;
-  std::vector<uint8_t> directory(size_t{tableCount} * 16);
-  if (!Read(uint64_t{start} + 12, directory.data(), directory.size())) return;
-  tables.resize(tableCount);
-  for (size_t i = 0; i < tableCount; ++i) {
-    const uint8_t* entry = directory.data() + 16 * i;
-    tables[i] = {Get32(entry), Get32(entry + 4), Get32(entry + 8), Get32(entry + 12)};
-  }
-
-  const Table* head = FindTable(kHead);
-  const Table* maxp = FindTable(kMaxp);
-  if (!head || !maxp || !FindTable(kGlyf) || head->length < 54 || maxp->length < 6) return;
-  uint32_t magic = 0;
-  if (!ReadU32(uint64_t{head->offset} + 12, magic) || magic != kHeadMagic) return;
-  if (!ReadU16(uint64_t{head->offset} + 50, indexToLocFormat) || indexToLocFormat > 1) return;
-  if (!ReadU16(uint64_t{maxp->offset} + 4, numGlyphs) || numGlyphs == 0) return;
-  glyphs.assign(size_t{numGlyphs} + 1, Glyph{});
+  if (!ReadDirectory(faceIndex) || !ReadHeaders()) return;
+  oldIndex.assign(1, 0);
   newIndex.assign(numGlyphs, 0);
   status = 0;
+}
+
+bool CKMC_TrueTypeSubset::AppendSource(uint64_t offset, size_t length, std::vector<uint8_t>& bytes) const {
+  // The last byte is read first, so that a length the file cannot hold
+  // fails before any room is made for it.
+  uint8_t last;
+  if (length != 0 && read(context, offset + length - 1, &last, 1) != 0) return false;
+  const size_t at = bytes.size();
+  bytes.resize(at + length);
+  return read(context, offset, bytes.data() + at, length) == 0;
+}
+
+bool CKMC_TrueTypeSubset::ReadSource(uint64_t offset, size_t length, std::vector<uint8_t>& bytes) const {
+  bytes.clear();
+  return AppendSource(offset, length, bytes);
+}
+
+bool CKMC_TrueTypeSubset::ReadTableStart(const Table* table, size_t length,
+                                         std::vector<uint8_t>& bytes) const {
+  return table && table->length >= length && ReadSource(table->offset, length, bytes);
+}
+
+bool CKMC_TrueTypeSubset::ReadDirectory(uint32_t faceIndex) {
+  std::vector<uint8_t> bytes;
+  uint32_t start = 0, tag = 0;
+  if (!ReadSource(0, 4, bytes) || !FirstNumbers(bytes, tag)) return false;
+  if (tag == kTtcf) {
+    uint32_t faces = 0;
+    if (!ReadSource(8, 4, bytes) || !FirstNumbers(bytes, faces) || faceIndex >= faces) return false;
+    if (!ReadSource(12 + 4 * uint64_t{faceIndex}, 4, bytes) || !FirstNumbers(bytes, start)) return false;
+  }
+  uint16_t tableCount = 0;
+  if (!ReadSource(uint64_t{start} + 4, 2, bytes) || !FirstNumbers(bytes, tableCount) || tableCount == 0)
+    return false;
+  if (!ReadSource(uint64_t{start} + 12, 16 * size_t{tableCount}, bytes)) return false;
+  snk::ByteReader directory = ReaderOver(bytes);
+  tables.resize(tableCount);
+  for (Table& table : tables) {
+    directory.ReadU32BE(table.tag);
+    directory.ReadU32BE(table.checksum);
+    directory.ReadU32BE(table.offset);
+    directory.ReadU32BE(table.length);
+  }
+  return !directory.failed();
+}
+
+bool CKMC_TrueTypeSubset::ReadHeaders() {
+  const Table* head = FindTable(kHead);
+  const Table* maxp = FindTable(kMaxp);
+  if (!head || !maxp || !FindTable(kGlyf) || head->length < 54 || maxp->length < 6) return false;
+  // head: the magic number at 12, indexToLocFormat at 50; maxp: numGlyphs
+  // at 4.
+  std::vector<uint8_t> bytes;
+  uint32_t magic = 0;
+  if (!ReadSource(head->offset, 52, bytes)) return false;
+  snk::ByteReader header = ReaderOver(bytes);
+  if (!header.Seek(12) || !header.ReadU32BE(magic) || magic != kHeadMagic) return false;
+  if (!header.Seek(50) || !header.ReadU16BE(indexToLocFormat) || indexToLocFormat > 1) return false;
+  if (!ReadSource(uint64_t{maxp->offset} + 4, 2, bytes) || !FirstNumbers(bytes, numGlyphs)) return false;
+  return numGlyphs != 0;
 }
 
 const CKMC_TrueTypeSubset::Table* CKMC_TrueTypeSubset::FindTable(uint32_t tag) const {
@@ -116,28 +162,13 @@ const CKMC_TrueTypeSubset::Table* CKMC_TrueTypeSubset::FindTable(uint32_t tag) c
   return nullptr;
 }
 
-bool CKMC_TrueTypeSubset::Read(uint64_t offset, void* buffer, size_t length) const {
-  return read(context, offset, buffer, length) == 0;
-}
-
-bool CKMC_TrueTypeSubset::ReadU16(uint64_t offset, uint16_t& value) const {
-  uint8_t bytes[2];
-  if (!Read(offset, bytes, 2)) return false;
-  value = Get16(bytes);
-  return true;
-}
-
-bool CKMC_TrueTypeSubset::ReadU32(uint64_t offset, uint32_t& value) const {
-  uint8_t bytes[4];
-  if (!Read(offset, bytes, 4)) return false;
-  value = Get32(bytes);
-  return true;
-}
-
 uint16_t CKMC_TrueTypeSubset::GetEmbeddingBits() {
   const Table* os2 = FindTable(kOs2);
+  std::vector<uint8_t> bytes;
   uint16_t fsType = 0;
-  if (!os2 || os2->length < 10 || !ReadU16(uint64_t{os2->offset} + 8, fsType)) return 0;
+  if (!os2 || os2->length < 10 || !ReadSource(uint64_t{os2->offset} + 8, 2, bytes) ||
+      !FirstNumbers(bytes, fsType))
+    return 0;
   return fsType;
 }
 
@@ -145,27 +176,91 @@ uint16_t CKMC_TrueTypeSubset::MapOldGlyph(uint32_t oldGlyph) {
   if (status != 0 || oldGlyph == 0 || oldGlyph >= numGlyphs) return 0;
   if (newIndex[oldGlyph] == 0) {
     // At most numGlyphs - 1 glyphs besides .notdef: the index stays below
-    // numGlyphs, and `glyphs` has room for the end entry behind it.
-    glyphs[nextGlyph].oldIndex = oldGlyph;
-    newIndex[oldGlyph] = nextGlyph++;
+    // numGlyphs.
+    newIndex[oldGlyph] = static_cast<uint16_t>(oldIndex.size());
+    oldIndex.push_back(oldGlyph);
   }
   return newIndex[oldGlyph];
 }
 
-bool CKMC_TrueTypeSubset::CopySource(uint64_t offset, uint32_t length) {
-  // The last byte is read first, so that a length the file cannot hold
-  // fails before any room is made for it.
-  uint8_t last;
-  if (length != 0 && !Read(offset + length - 1, &last, 1)) return false;
-  const size_t at = output.size();
-  output.resize(at + length);
-  return Read(offset, output.data() + at, length);
+// ------------------------------------------------------------ the plan
+
+bool CKMC_TrueTypeSubset::PlanGlyphs(GlyphPlan& plan) {
+  const Table* glyf = FindTable(kGlyf);
+  const Table* loca = FindTable(kLoca);
+  if (!loca) return false;
+  const size_t entrySize = indexToLocFormat == 0 ? 2 : 4;
+  const size_t entries = size_t{numGlyphs} + 1;
+  std::vector<uint8_t> bytes;
+  if (loca->length / entrySize < entries || !ReadSource(loca->offset, entries * entrySize, bytes))
+    return false;
+  snk::ByteReader locations = ReaderOver(bytes);
+  auto location = [&](uint32_t index) -> uint64_t {
+    // Inside the entries read: the index is at most numGlyphs.
+    locations.Seek(size_t{index} * entrySize);
+    uint16_t half = 0;
+    uint32_t full = 0;
+    if (entrySize == 2) return locations.ReadU16BE(half) ? uint64_t{half} * 2 : 0;
+    return locations.ReadU32BE(full) ? full : 0;
+  };
+
+  plan.glyphs.clear();
+  uint32_t written = 0;
+  // The walk takes in the components of composites as it meets them, so
+  // `oldIndex` grows while it runs; each glyph is visited once.
+  for (size_t next = 0; next < oldIndex.size(); ++next) {
+    const uint32_t old = oldIndex[next];
+    const uint64_t start = location(old), end = location(old + 1);
+    if (end < start || end > glyf->length) return false;
+    PlannedGlyph glyph;
+    glyph.sourceOffset = uint32_t(start);
+    glyph.length = uint32_t(end - start);
+    glyph.newOffset = written;
+    // Glyphs in ascending locations never hold more than the source table
+    // together; more means locations that overlap, which could otherwise
+    // copy the same bytes once per glyph.
+    if (uint64_t{written} + glyph.length > glyf->length) return false;
+    // A glyph shorter than its header is copied as it stands.
+    if (glyph.length >= 10 && !PlanComponents(uint64_t{glyf->offset} + start, glyph)) return false;
+    written += glyph.length;
+    plan.glyphs.push_back(std::move(glyph));
+  }
+  plan.glyfLength = written;
+  return true;
 }
+
+bool CKMC_TrueTypeSubset::PlanComponents(uint64_t at, PlannedGlyph& glyph) {
+  // A negative contour count marks a composite; only then is the rest read.
+  std::vector<uint8_t> bytes;
+  uint16_t contours = 0;
+  if (!ReadSource(at, 2, bytes) || !FirstNumbers(bytes, contours)) return false;
+  if (static_cast<int16_t>(contours) >= 0) return true;
+  if (!ReadSource(at, glyph.length, bytes)) return false;
+  snk::ByteReader reader = ReaderOver(bytes);
+  // A composite: from byte 10 on, each component's flags and glyph index,
+  // then its arguments and transform, whose size the flags tell.
+  size_t component = 10;
+  uint16_t flags = 0, index = 0;
+  while (reader.Seek(component) && reader.ReadU16BE(flags) && reader.ReadU16BE(index)) {
+    glyph.components.push_back(Component{uint32_t(component + 2), MapOldGlyph(index)});
+    if (!(flags & kMoreComponents)) break;
+    component += (flags & kArgsAreWords) ? 8 : 6;
+    if (flags & kHaveScale)
+      component += 2;
+    else if (flags & kHaveXYScale)
+      component += 4;
+    else if (flags & kHaveTwoByTwo)
+      component += 8;
+  }
+  return true;
+}
+
+// ------------------------------------------------------------ the tables
 
 int CKMC_TrueTypeSubset::CopyTable(uint32_t tag) {
   const Table* table = FindTable(tag);
   if (!table) return -2;
-  return CopySource(table->offset, table->length) ? 0 : -1;
+  return AppendSource(table->offset, table->length, output) ? 0 : -1;
 }
 
 // Sets the 16-bit count at byte `at` of the table just copied to `count`.
@@ -177,101 +272,105 @@ int CKMC_TrueTypeSubset::PatchCount(uint32_t tag, size_t at, uint16_t count, int
   return 0;
 }
 
-int CKMC_TrueTypeSubset::WriteGlyf() {
+int CKMC_TrueTypeSubset::WriteGlyf(const GlyphPlan& plan) {
   const Table* glyf = FindTable(kGlyf);
-  const Table* locaTable = FindTable(kLoca);
-  if (!locaTable) return -1;
-  const size_t entrySize = indexToLocFormat == 0 ? 2 : 4;
-  const size_t entries = size_t{numGlyphs} + 1;
-  if (locaTable->length / entrySize < entries) return -1;
-  std::vector<uint8_t> raw(entries * entrySize);
-  if (!Read(locaTable->offset, raw.data(), raw.size())) return -1;
-  auto loca = [&](uint32_t index) -> uint64_t {
-    const uint8_t* p = raw.data() + size_t{index} * entrySize;
-    return entrySize == 2 ? uint64_t{Get16(p)} * 2 : Get32(p);
-  };
-
-  const size_t tableStart = output.size();
-  // The walk takes in the components of composites as it meets them, so
-  // `nextGlyph` grows while it runs; each glyph is visited once.
-  for (uint32_t i = 0; i < nextGlyph; ++i) {
-    const uint32_t written = uint32_t(output.size() - tableStart);
-    glyphs[i].newOffset = written;
-    const uint32_t old = glyphs[i].oldIndex;
-    const uint64_t start = loca(old), end = loca(old + 1);
-    if (end < start || end > glyf->length) return -1;
-    const uint32_t length = uint32_t(end - start);
-    // Glyphs in ascending locations never hold more than the source table
-    // together; more means locations that overlap, which could otherwise
-    // copy the same bytes once per glyph.
-    if (uint64_t{written} + length > glyf->length) return -1;
-    if (length == 0) continue;  // an empty glyph, such as the space
+  for (const PlannedGlyph& glyph : plan.glyphs) {
+    if (glyph.length == 0) continue;  // an empty glyph, such as the space
     const size_t at = output.size();
-    if (!CopySource(uint64_t{glyf->offset} + start, length)) return -1;
-    if (length < 10 || static_cast<int16_t>(Get16(&output[at])) >= 0) continue;
-    // A composite: renumber each component, taking it into the subset.
-    size_t component = 10;
-    for (;;) {
-      if (component + 4 > length) break;
-      const uint16_t flags = Get16(&output[at + component]);
-      const uint16_t glyph = Get16(&output[at + component + 2]);
-      Set16(output, at + component + 2, MapOldGlyph(glyph));
-      if (!(flags & kMoreComponents)) break;
-      component += (flags & kArgsAreWords) ? 8 : 6;
-      if (flags & kHaveScale)
-        component += 2;
-      else if (flags & kHaveXYScale)
-        component += 4;
-      else if (flags & kHaveTwoByTwo)
-        component += 8;
-    }
+    if (!AppendSource(uint64_t{glyf->offset} + glyph.sourceOffset, glyph.length, output)) return -1;
+    for (const Component& component : glyph.components) Set16(output, at + component.at, component.newIndex);
   }
-  glyphs[nextGlyph].newOffset = uint32_t(output.size() - tableStart);
   return 0;
 }
 
 int CKMC_TrueTypeSubset::WriteMetrics(uint32_t headTag, uint32_t metricsTag) {
-  const Table* header = FindTable(headTag);
   const Table* metrics = FindTable(metricsTag);
   if (!metrics) return -2;
+  // numberOfHMetrics (or its vertical twin) at byte 34 of the header.
+  std::vector<uint8_t> bytes;
   uint16_t longMetrics = 0;
-  if (!header || header->length < 36 || !ReadU16(uint64_t{header->offset} + 34, longMetrics) ||
-      longMetrics == 0)
-    return -1;
-  for (uint32_t i = 0; i < nextGlyph; ++i) {
-    const uint32_t old = glyphs[i].oldIndex;
-    const uint64_t base = metrics->offset;
-    // Glyphs behind the long metrics share the last advance and keep their
-    // own side bearing.
-    const uint64_t advanceAt = base + 4 * uint64_t{std::min<uint32_t>(old, longMetrics - 1u)};
+  if (!ReadTableStart(FindTable(headTag), 36, bytes)) return -1;
+  snk::ByteReader header = ReaderOver(bytes);
+  if (!header.Seek(34) || !header.ReadU16BE(longMetrics) || longMetrics == 0) return -1;
+  // Each kept glyph's advance and side bearing; glyphs behind the long
+  // metrics share the last advance and keep their own side bearing.
+  struct Place {
+    uint64_t advanceAt, bearingAt;
+  };
+  std::vector<Place> places;
+  uint64_t needed = 0;
+  for (uint32_t old : oldIndex) {
+    const uint64_t advanceAt = 4 * uint64_t{std::min<uint32_t>(old, longMetrics - 1u)};
     const uint64_t bearingAt = old < longMetrics
-                                   ? base + 4 * uint64_t{old} + 2
-                                   : base + 4 * uint64_t{longMetrics} + 2 * uint64_t{old - longMetrics};
-    const uint64_t end = old < longMetrics ? 4 * uint64_t{old} + 4
-                                           : 4 * uint64_t{longMetrics} + 2 * uint64_t{old - longMetrics} + 2;
-    if (end > metrics->length) return -1;
+                                   ? 4 * uint64_t{old} + 2
+                                   : 4 * uint64_t{longMetrics} + 2 * uint64_t{old - longMetrics};
+    if (bearingAt + 2 > metrics->length) return -1;
+    places.push_back(Place{advanceAt, bearingAt});
+    needed = std::max(needed, bearingAt + 2);
+  }
+  if (!ReadSource(metrics->offset, size_t(needed), bytes)) return -1;
+  snk::ByteReader reader = ReaderOver(bytes);
+  for (const Place& place : places) {
     uint16_t advance = 0, bearing = 0;
-    if (!ReadU16(advanceAt, advance) || !ReadU16(bearingAt, bearing)) return -1;
+    reader.Seek(size_t(place.advanceAt));
+    reader.ReadU16BE(advance);
+    reader.Seek(size_t(place.bearingAt));
+    reader.ReadU16BE(bearing);
     Put16(output, advance);
     Put16(output, bearing);
   }
+  return reader.failed() ? -1 : 0;
+}
+
+int CKMC_TrueTypeSubset::WriteLoca(const GlyphPlan& plan) {
+  // A short table halves the offsets; an odd one loses its last bit.
+  auto put = [&](uint32_t offset) {
+    if (indexToLocFormat == 0)
+      Put16(output, uint16_t(offset / 2));
+    else
+      Put32(output, offset);
+  };
+  for (const PlannedGlyph& glyph : plan.glyphs) put(glyph.newOffset);
+  put(plan.glyfLength);
   return 0;
 }
 
-int CKMC_TrueTypeSubset::WriteLoca() {
-  for (uint32_t i = 0; i <= nextGlyph; ++i) {
-    // A short table halves the offsets; an odd one loses its last bit.
-    if (indexToLocFormat == 0)
-      Put16(output, uint16_t(glyphs[i].newOffset / 2));
-    else
-      Put32(output, glyphs[i].newOffset);
+int CKMC_TrueTypeSubset::WriteTable(uint32_t tag, const GlyphPlan& plan, size_t& checkSumOffset) {
+  const uint16_t count = GlyphCount();
+  const size_t start = output.size();
+  switch (tag) {
+    case kGlyf:
+      return WriteGlyf(plan);
+    case kHead: {
+      const int copied = CopyTable(tag);
+      if (copied == 0 && FindTable(tag)->length >= 12) {
+        checkSumOffset = start + 8;
+        Set32(output, checkSumOffset, 0);
+      }
+      return copied;
+    }
+    case kHhea:
+    case kVhea:
+      return PatchCount(tag, 34, count, CopyTable(tag));
+    case kHmtx:
+      return WriteMetrics(kHhea, kHmtx);
+    case kVmtx:
+      return WriteMetrics(kVhea, kVmtx);
+    case kLoca:
+      return WriteLoca(plan);
+    case kMaxp:
+      return PatchCount(tag, 4, count, CopyTable(tag));
+    default:
+      return CopyTable(tag);
   }
-  return 0;
 }
 
 int CKMC_TrueTypeSubset::BuildSubset() {
   if (status != 0) return -1;
+  output.clear();
   try {
+    GlyphPlan plan;
+    if (!PlanGlyphs(plan)) return -1;
     auto wanted = [&](uint32_t tag) {
       if ((tag == kHhea || tag == kHmtx) && !(metricFlags & 1)) return false;
       if ((tag == kVhea || tag == kVmtx) && !(metricFlags & 2)) return false;
@@ -284,7 +383,6 @@ int CKMC_TrueTypeSubset::BuildSubset() {
       power *= 2;
       ++selector;
     }
-    output.clear();
     Put32(output, 0x00010000);
     Put16(output, count);
     Put16(output, uint16_t(16 * power));
@@ -292,44 +390,16 @@ int CKMC_TrueTypeSubset::BuildSubset() {
     Put16(output, uint16_t(16 * count - 16 * power));
     output.resize(12 + 16 * size_t{count});
 
-    size_t entry = 12;
+    size_t entry = 12, checkSumOffset = 0;
     for (uint32_t tag : kOrder) {
       if (!wanted(tag)) continue;
       const size_t start = output.size();
-      int rc;
-      switch (tag) {
-        case kGlyf:
-          rc = WriteGlyf();
-          break;
-        case kHead:
-          rc = CopyTable(tag);
-          if (rc == 0 && FindTable(tag)->length >= 12) {
-            checkSumOffset = start + 8;
-            Set32(output, checkSumOffset, 0);
-          }
-          break;
-        case kHhea:
-        case kVhea:
-          rc = PatchCount(tag, 34, nextGlyph, CopyTable(tag));
-          break;
-        case kHmtx:
-          rc = WriteMetrics(kHhea, kHmtx);
-          break;
-        case kVmtx:
-          rc = WriteMetrics(kVhea, kVmtx);
-          break;
-        case kLoca:
-          rc = WriteLoca();
-          break;
-        case kMaxp:
-          rc = PatchCount(tag, 4, nextGlyph, CopyTable(tag));
-          break;
-        default:
-          rc = CopyTable(tag);
-          break;
+      const int written = WriteTable(tag, plan, checkSumOffset);
+      if (written == -2) continue;
+      if (written != 0) {
+        output.clear();
+        return -1;
       }
-      if (rc == -2) continue;
-      if (rc != 0) return -1;
       const size_t length = output.size() - start;
       output.resize(start + (length + 3) / 4 * 4, 0);
       Set32(output, entry, tag);

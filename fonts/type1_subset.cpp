@@ -9,6 +9,7 @@
 #include <string>
 #include <unordered_map>
 
+#include "base/byte_reader.h"
 #include "platform/win32.h"
 
 namespace {
@@ -22,7 +23,7 @@ constexpr size_t kLenIV = 4;
 constexpr uint32_t kSeac = 32 + 6;  // escape 12, 6
 
 // The key after one cipher byte, in unsigned arithmetic.
-uint16_t NextKey(uint8_t cipher, uint16_t r) { return uint16_t((uint32_t{cipher} + r) * kC1 + kC2); }
+uint16_t NextKey(uint8_t cipher, uint16_t key) { return uint16_t((uint32_t{cipher} + key) * kC1 + kC2); }
 
 // What a charstring draws when the font has no .notdef: "0 0 hsbw endchar"
 // without its four leading bytes, as the font's own bytes would stand.
@@ -81,12 +82,39 @@ const char* StandardName(uint32_t code) {
   }
 }
 
-bool IsBlank(uint8_t c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\f' || c == 0; }
-bool IsDelimiter(uint8_t c) { return std::strchr("()[]{}<>/% \t\r\n", c) != nullptr && c != 0; }
-bool IsHexDigit(uint8_t c) {
-  return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
+bool IsBlank(uint8_t byte) {
+  return byte == ' ' || byte == '\t' || byte == '\r' || byte == '\n' || byte == '\f' || byte == 0;
 }
-uint8_t HexValue(uint8_t c) { return uint8_t(c < ':' ? c - 48 : c < 'G' ? c - 55 : c - 87); }
+bool IsDelimiter(uint8_t byte) { return std::strchr("()[]{}<>/% \t\r\n", byte) != nullptr && byte != 0; }
+bool IsHexDigit(uint8_t byte) {
+  return (byte >= '0' && byte <= '9') || (byte >= 'A' && byte <= 'F') || (byte >= 'a' && byte <= 'f');
+}
+uint8_t HexValue(uint8_t digit) {
+  return uint8_t(digit < ':' ? digit - 48 : digit < 'G' ? digit - 55 : digit - 87);
+}
+
+snk::ByteReader ReaderOver(const std::vector<uint8_t>& bytes) {
+  return snk::ByteReader(std::as_bytes(std::span<const uint8_t>(bytes)));
+}
+
+// The number a charstring byte of 32 and above (`lead`) starts, with the
+// bytes that follow it; false when the charstring ends inside it.
+bool ReadCharStringNumber(snk::ByteReader& reader, uint8_t lead, int32_t& value) {
+  if (lead <= 246) {
+    value = int32_t(lead) - 139;
+    return true;
+  }
+  if (lead <= 254) {
+    uint8_t next = 0;
+    if (!reader.ReadU8(next)) return false;
+    value = lead <= 250 ? (lead - 247) * 256 + next + 108 : -(lead - 251) * 256 - next - 108;
+    return true;
+  }
+  uint32_t word = 0;
+  if (!reader.ReadU32BE(word)) return false;
+  value = int32_t(word);
+  return true;
+}
 
 // The first place of `token` in [from, to) of `text` that stands as a
 // token: a delimiter (or the start of the range) before it, unless the
@@ -158,24 +186,24 @@ bool CKMC_Type1Subset::Parse() {
 
   // The private part, decrypted; its four leading bytes are kept.
   plain.reserve(isHex ? (cipherEnd - cipherStart) / 2 : cipherEnd - cipherStart);
-  uint16_t r = kEexecKey;
+  uint16_t key = kEexecKey;
   for (size_t at = cipherStart; at < cipherEnd;) {
-    uint8_t c;
+    uint8_t cipher;
     if (isHex) {
       uint8_t digits[2];
       int got = 0;
       while (at < cipherEnd && got < 2) {
-        const uint8_t d = data[at++];
-        if ((d >= 9 && d <= 13) || d == 32) continue;
-        digits[got++] = d;
+        const uint8_t digit = data[at++];
+        if ((digit >= 9 && digit <= 13) || digit == 32) continue;
+        digits[got++] = digit;
       }
       if (got < 2) break;
-      c = uint8_t(HexValue(digits[0]) << 4 | (HexValue(digits[1]) & 0xF));
+      cipher = uint8_t(HexValue(digits[0]) << 4 | (HexValue(digits[1]) & 0xF));
     } else {
-      c = data[at++];
+      cipher = data[at++];
     }
-    plain.push_back(uint8_t(c ^ (r >> 8)));
-    r = NextKey(c, r);
+    plain.push_back(uint8_t(cipher ^ (key >> 8)));
+    key = NextKey(cipher, key);
   }
   // The decrypted text goes to the host's private scratch folder, where it
   // can be read when a program does not parse as expected.
@@ -201,13 +229,16 @@ bool CKMC_Type1Subset::FindSections() {
   if (pfb) {
     // Segments: 0x80, type, little-endian length. The first is the clear
     // text, the second the cipher; the others run to the end mark (type 3).
+    snk::ByteReader reader = ReaderOver(data);
     auto segment = [&](size_t at, uint8_t& type, size_t& length) {
-      if (at + 6 > data.size() || data[at] != 0x80) return false;
-      type = data[at + 1];
+      uint8_t mark = 0;
+      uint32_t size = 0;
+      if (!reader.Seek(at) || !reader.Has(6) || !reader.ReadU8(mark) || mark != 0x80 || !reader.ReadU8(type))
+        return false;
       if (type == 3) return true;
-      length = size_t{data[at + 2]} | size_t{data[at + 3]} << 8 | size_t{data[at + 4]} << 16 |
-               size_t{data[at + 5]} << 24;
-      return length <= data.size() - at - 6;
+      reader.ReadU32(size);
+      length = size;
+      return length <= reader.remaining();
     };
     uint8_t type = 0;
     size_t length = 0;
@@ -294,9 +325,17 @@ bool CKMC_Type1Subset::FindCharStrings() {
   if (glyphs.empty()) return false;
   afterGlyphs = at;
 
-  // .notdef is glyph 0: moved there, or made when the font lacks it.
-  auto notdef =
-      std::find_if(glyphs.begin(), glyphs.end(), [](const Glyph& g) { return g.name == ".notdef"; });
+  PlaceNotdef();
+  IndexStandardNames();
+
+  closeFileAt = FindToken(plain, afterGlyphs, end, "closefile");
+  return closeFileAt != end;
+}
+
+// .notdef becomes glyph 0: moved there, or made when the font lacks it.
+void CKMC_Type1Subset::PlaceNotdef() {
+  auto notdef = std::find_if(glyphs.begin(), glyphs.end(),
+                             [](const Glyph& candidate) { return candidate.name == ".notdef"; });
   if (notdef == glyphs.end()) {
     Glyph made;
     made.name = ".notdef";
@@ -307,7 +346,9 @@ bool CKMC_Type1Subset::FindCharStrings() {
   }
   std::swap(glyphs.front(), *notdef);
   order.assign(1, 0);
+}
 
+void CKMC_Type1Subset::IndexStandardNames() {
   std::unordered_map<std::string_view, uint32_t> standardCode;
   for (uint32_t code = 0; code < 256; ++code)
     if (const char* name = StandardName(code)) standardCode.emplace(name, code);
@@ -315,9 +356,6 @@ bool CKMC_Type1Subset::FindCharStrings() {
     auto found = standardCode.find(glyphs[i].name);
     if (found != standardCode.end() && standardGlyph[found->second] == 0) standardGlyph[found->second] = i;
   }
-
-  closeFileAt = FindToken(plain, afterGlyphs, end, "closefile");
-  return closeFileAt != end;
 }
 
 uint32_t CKMC_Type1Subset::MapCharString(uint32_t index) {
@@ -339,36 +377,28 @@ uint32_t CKMC_Type1Subset::MapCharString(uint32_t index) {
 void CKMC_Type1Subset::Closure(const Glyph& glyph) {
   std::vector<uint8_t> bytes;
   bytes.reserve(size_t(glyph.end - glyph.start));
-  uint16_t r = kCharStringKey;
-  for (const uint8_t* p = glyph.start; p < glyph.end; ++p) {
-    bytes.push_back(uint8_t(*p ^ (r >> 8)));
-    r = NextKey(*p, r);
+  uint16_t key = kCharStringKey;
+  for (const uint8_t* cipher = glyph.start; cipher < glyph.end; ++cipher) {
+    bytes.push_back(uint8_t(*cipher ^ (key >> 8)));
+    key = NextKey(*cipher, key);
   }
+  snk::ByteReader reader = ReaderOver(bytes);
+  if (!reader.Skip(kLenIV)) return;
   int32_t numbers[5];
   size_t count = 0;
-  for (size_t at = kLenIV; at < bytes.size();) {
-    const uint8_t v = bytes[at++];
-    if (v >= 32) {
-      int32_t value;
-      if (v <= 246) {
-        value = int32_t(v) - 139;
-      } else if (v <= 254) {
-        if (at >= bytes.size()) return;
-        const int32_t w = bytes[at++];
-        value = v <= 250 ? (v - 247) * 256 + w + 108 : -(v - 251) * 256 - w - 108;
-      } else {
-        if (bytes.size() - at < 4) return;
-        value = int32_t(uint32_t(bytes[at]) << 24 | uint32_t(bytes[at + 1]) << 16 |
-                        uint32_t(bytes[at + 2]) << 8 | bytes[at + 3]);
-        at += 4;
-      }
+  uint8_t lead = 0;
+  while (reader.ReadU8(lead)) {
+    if (lead >= 32) {
+      int32_t value = 0;
+      if (!ReadCharStringNumber(reader, lead, value)) return;
       if (count < 5) numbers[count++] = value;
       continue;
     }
-    uint32_t op = v;
-    if (v == 12) {
-      if (at >= bytes.size()) return;
-      op = 32 + bytes[at++];
+    uint32_t op = lead;
+    if (lead == 12) {
+      uint8_t second = 0;
+      if (!reader.ReadU8(second)) return;
+      op = 32 + second;
     }
     if (op == kSeac && count == 5) {
       for (int32_t code : {numbers[3], numbers[4]})

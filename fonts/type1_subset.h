@@ -52,6 +52,9 @@ class CKMC_Type1Subset {
   bool Parse();
   bool FindSections();
   bool FindCharStrings();
+  void PlaceNotdef();
+  // Fills standardGlyph.
+  void IndexStandardNames();
   void Closure(const Glyph& glyph);
   // Appends plain bytes to the private section, encrypted by the form.
   void Encrypt(const uint8_t* from, size_t length);

@@ -31,13 +31,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
 
   CKMC_DocumentWriter writer;
-  uint32_t embed = 0, warn = 0;
-  std::vector<uint8_t> faces;
-  CKMC_FontCatalogue catalogue(writer, {embed, warn, faces});
-  CKMC_UnicodeFont font(catalogue);
+  CKMC_UnicodeFont font(writer);
   font.CopyGlyphSet(size >= kRuns ? reinterpret_cast<FD_GLYPHSET*>(block) : nullptr);
-  for (HGLYPH glyph : {0u, 1u, 3u, 0x41u, 0xFFFFu, 0xFFFFFFFFu})
-    CKMC_FontCatalogue::GlyphToUnicode(font, glyph);
+  for (HGLYPH glyph : {0u, 1u, 3u, 0x41u, 0xFFFFu, 0xFFFFFFFFu}) font.UnicodeOf(glyph);
   for (uint16_t value : {0x20, 0x41, 0x410, 0x4E00, 0xFFFF}) font.GlyphOf(value);
 
   font.SetName("A");

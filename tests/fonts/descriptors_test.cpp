@@ -14,10 +14,7 @@ class Descriptors : public snk::test::WriterTest {
     WriterTest::SetUp();
     CKMC_CoreModule::Shutdown();
   }
-  uint32_t embed_ = 0, warn_ = 0;
-  std::vector<uint8_t> faces_;
-  CKMC_FontCatalogue catalogue_{writer_, {embed_, warn_, faces_}};
-  CKMC_UnicodeFont font_{catalogue_};
+  CKMC_UnicodeFont font_{writer_};
   snk::test::IfiBlock ifi_;
 };
 

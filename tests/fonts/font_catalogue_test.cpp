@@ -43,17 +43,14 @@ TEST(FontNames, TheAlternateNameStandsOnlyWithoutEmbeddingOrForNSimSun) {
       {u"Foo Bold", u"", 2, true, u"Foo Bold"},
   };
   for (const Case& c : cases)
-    EXPECT_EQ(CKMC_FontCatalogue::KeptFaceName(c.face, c.alternate, c.embed, c.even), c.kept)
+    EXPECT_EQ(KeptFaceName(c.face, c.alternate, c.embed, c.even), c.kept)
         << CKM_WideString(c.face).ToUTF8() << " / " << CKM_WideString(c.alternate).ToUTF8();
 }
 
 class GlyphSets : public ::testing::Test {
  protected:
-  uint32_t embed_ = 0, warn_ = 0;
-  std::vector<uint8_t> faces_;
   CKMC_DocumentWriter writer_;
-  CKMC_FontCatalogue catalogue_{writer_, {embed_, warn_, faces_}};
-  CKMC_UnicodeFont font_{catalogue_};
+  CKMC_UnicodeFont font_{writer_};
 };
 
 TEST_F(GlyphSets, RunsWithAndWithoutHandlesMapBothWays) {
@@ -61,12 +58,12 @@ TEST_F(GlyphSets, RunsWithAndWithoutHandlesMapBothWays) {
   font_.CopyGlyphSet(block.Set());
   // The copy is followed, not the engine's block.
   block.Set()->cRuns = 0;
-  EXPECT_EQ(CKMC_FontCatalogue::GlyphToUnicode(font_, 4), 0x21);
-  EXPECT_EQ(CKMC_FontCatalogue::GlyphToUnicode(font_, 0x41), 0x41);  // handle = value
-  EXPECT_EQ(CKMC_FontCatalogue::GlyphToUnicode(font_, 0x5A), 0x5A);
-  EXPECT_EQ(CKMC_FontCatalogue::GlyphToUnicode(font_, 0x5B), 0);  // past the run
-  EXPECT_EQ(CKMC_FontCatalogue::GlyphToUnicode(font_, 934), 0x411);
-  EXPECT_EQ(CKMC_FontCatalogue::GlyphToUnicode(font_, 7), 0);
+  EXPECT_EQ(font_.UnicodeOf(4), 0x21);
+  EXPECT_EQ(font_.UnicodeOf(0x41), 0x41);  // handle = value
+  EXPECT_EQ(font_.UnicodeOf(0x5A), 0x5A);
+  EXPECT_EQ(font_.UnicodeOf(0x5B), 0);  // past the run
+  EXPECT_EQ(font_.UnicodeOf(934), 0x411);
+  EXPECT_EQ(font_.UnicodeOf(7), 0);
   EXPECT_EQ(font_.GlyphOf(0x22), 5u);
   EXPECT_EQ(font_.GlyphOf(0x43), 0x43u);
   EXPECT_EQ(font_.GlyphOf(0x410), 933u);
@@ -79,8 +76,8 @@ TEST_F(GlyphSets, RunsThatPointOutsideTheBlockGiveNothing) {
   set->awcrun[0].cGlyphs = 40000;  // reaches past the block
   set->awcrun[1].phg = reinterpret_cast<HGLYPH*>(reinterpret_cast<uint8_t*>(set) - 64);  // before it
   font_.CopyGlyphSet(set);
-  EXPECT_EQ(CKMC_FontCatalogue::GlyphToUnicode(font_, 4), 0);
-  EXPECT_EQ(CKMC_FontCatalogue::GlyphToUnicode(font_, 8), 0);
+  EXPECT_EQ(font_.UnicodeOf(4), 0);
+  EXPECT_EQ(font_.UnicodeOf(8), 0);
   EXPECT_EQ(font_.GlyphOf(0x20), HGLYPH_INVALID);
   EXPECT_EQ(font_.GlyphOf(0x31), HGLYPH_INVALID);
 
@@ -88,14 +85,14 @@ TEST_F(GlyphSets, RunsThatPointOutsideTheBlockGiveNothing) {
   GlyphSetBlock small(std::vector<GlyphSetBlock::Run>{{0x41, {9}}});
   small.Set()->cRuns = 1000000;
   font_.CopyGlyphSet(small.Set());
-  EXPECT_EQ(CKMC_FontCatalogue::GlyphToUnicode(font_, 9), 0x41);
-  EXPECT_EQ(CKMC_FontCatalogue::GlyphToUnicode(font_, 10), 0);
+  EXPECT_EQ(font_.UnicodeOf(9), 0x41);
+  EXPECT_EQ(font_.UnicodeOf(10), 0);
 
   // A block too short for its header is no glyph set at all.
   small.Set()->cjThis = 8;
   font_.CopyGlyphSet(small.Set());
   EXPECT_TRUE(font_.glyphSet.empty());
-  EXPECT_EQ(CKMC_FontCatalogue::GlyphToUnicode(font_, 9), 0);
+  EXPECT_EQ(font_.UnicodeOf(9), 0);
 }
 
 TinyFace NamedFace(std::vector<TinyFace::Name> names, uint16_t advance) {
@@ -199,27 +196,12 @@ TEST_F(Catalogue, APreparedFontHasItsFaceGlyphSetAndMetrics) {
   EXPECT_EQ(font.stemV, host->Metrics().usWinWeight * 100 / 500);
   HGLYPH a = host->GlyphOf(u'A');
   ASSERT_NE(a, 0u);
-  EXPECT_EQ(CKMC_FontCatalogue::GlyphToUnicode(font, a), u'A');
+  EXPECT_EQ(font.UnicodeOf(a), u'A');
   EXPECT_EQ(font.GlyphOf(u'A'), a);
   // Liberation Sans keeps Arial's widths: A is 1366 of 2048 units.
   CKMC_MappedCharacter mapped = font.MapCharacter(u'A', a, false);
   EXPECT_EQ(mapped.length, 1u);
   EXPECT_EQ(mapped.width, 667);
-}
-
-TEST_F(Catalogue, CollectionFacesWithOneUniqueNameAreTwoFonts) {
-  embed_ = 2;  // names stay the faces' own
-  warn_ = 0;
-  CKMC_Font& proportional = catalogue_.FindOrCreateFont(Realize(u"WenQuanYi Micro Hei"));
-  CKMC_Font& mono = catalogue_.FindOrCreateFont(Realize(u"WenQuanYi Micro Hei Mono"));
-  ASSERT_NE(&proportional, &mono);
-  EXPECT_EQ(proportional.uniqueName, mono.uniqueName);
-  EXPECT_EQ(proportional.name.str(), "WenQuanYi Micro Hei");
-  EXPECT_EQ(mono.name.str(), "WenQuanYi Micro Hei Mono");
-  ASSERT_NE(proportional.face, nullptr);
-  ASSERT_NE(mono.face, nullptr);
-  EXPECT_EQ(proportional.faceIndex, 0);
-  EXPECT_EQ(mono.faceIndex, 1);
 }
 
 TEST_F(Catalogue, AVerticalFaceSharesTheNameOfTheUprightOne) {

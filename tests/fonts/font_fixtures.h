@@ -165,9 +165,8 @@ inline std::vector<std::pair<std::string, std::string>> Tables(const TinyFace& f
   return tables;
 }
 
-// The table directory and tables of one face, placed at `base` in the file.
-inline std::string Face(const TinyFace& face, uint32_t base) {
-  auto tables = Tables(face);
+// An sfnt of `tables` in the order given, placed at `base` in the file.
+inline std::string Sfnt(const std::vector<std::pair<std::string, std::string>>& tables, uint32_t base = 0) {
   std::string dir, data;
   Put32(dir, 0x00010000);
   Put16(dir, static_cast<uint16_t>(tables.size()));
@@ -185,6 +184,9 @@ inline std::string Face(const TinyFace& face, uint32_t base) {
   }
   return dir + data;
 }
+
+// The table directory and tables of one face, placed at `base` in the file.
+inline std::string Face(const TinyFace& face, uint32_t base) { return Sfnt(Tables(face), base); }
 
 }  // namespace tiny
 

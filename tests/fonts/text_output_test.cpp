@@ -50,10 +50,7 @@ class TextBlock : public ::testing::Test {
   }
 
   CKMC_DocumentWriter writer_;
-  uint32_t fontEmbed_ = 0, fontWarn_ = 0;
-  std::vector<uint8_t> faces_;
-  CKMC_FontCatalogue catalogue_{writer_, CKMC_FontCatalogue::Settings{fontEmbed_, fontWarn_, faces_}};
-  ScriptedFont font_{catalogue_};
+  ScriptedFont font_{writer_};
   CKMC_TextObject text_;
   CKMC_GlyphStyle style_;
 };
@@ -118,12 +115,6 @@ TEST_F(TextBlock, AGothicFaceWritesItsGapsUnsigned) {
   text_.EmitGlyph(style_, u'B', 37, 135, 200);  // 10 pixels of gap
   text_.EmitGlyph(style_, u'C', 38, 150, 200);  // 10 pixels of overlap
   EXPECT_EQ(Flushed(), std::string("BT ") + kFirstGlyph + ")200(B)200(C)]TJ ET\n");
-
-  style_.gothic = false;
-  text_.EmitGlyph(style_, u'A', 36, 100, 200);
-  text_.EmitGlyph(style_, u'B', 37, 135, 200);
-  text_.EmitGlyph(style_, u'C', 38, 150, 200);
-  EXPECT_EQ(Flushed(), std::string("BT ") + kFirstGlyph + ")-200(B)200(C)]TJ ET\n");
 }
 
 TEST_F(TextBlock, VerticalGlyphsStepOneUnitDownWhateverTheirWidth) {

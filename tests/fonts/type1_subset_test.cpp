@@ -10,7 +10,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <memory>
 #include <string>
@@ -52,18 +51,10 @@ std::string Hex(const std::string& bytes, size_t lineLength = 64) {
   return out;
 }
 std::string Unhex(const std::string& text) {
-  std::string out;
-  int half = -1;
-  for (char c : text) {
-    if (!isxdigit(uint8_t(c))) continue;
-    const int v = isdigit(uint8_t(c)) ? c - '0' : (tolower(c) - 'a' + 10);
-    if (half < 0) {
-      half = v;
-    } else {
-      out += char(half << 4 | v);
-      half = -1;
-    }
-  }
+  std::string digits, out;
+  for (char digit : text)
+    if (isxdigit(uint8_t(digit))) digits += digit;
+  for (size_t i = 0; i + 1 < digits.size(); i += 2) out += char(std::stoi(digits.substr(i, 2), nullptr, 16));
   return out;
 }
 
@@ -263,12 +254,13 @@ TEST_F(Type1Subset, ProgramsThatLieAreRefused) {
   const std::string good = Pfb(p);
   EXPECT_EQ(Subset(good).subset.status, 0);
 
-  std::string longSegment = good;
-  longSegment[2] = char(0xFF), longSegment[5] = char(0x7F);  // first segment past the end
-  EXPECT_EQ(Subset(longSegment).subset.status, -1);
-  std::string badKind = good;
-  badKind[6 + p.clear.size() + 1] = 7;
-  EXPECT_EQ(Subset(badKind).subset.status, -1);
+  // Segments past the end (the clear text, the cipher) or of no known kind.
+  const size_t second = 6 + p.clear.size();
+  for (size_t at : {size_t{5}, second + 5, second + 1}) {
+    std::string changed = good;
+    changed[at] = 0x7F;
+    EXPECT_EQ(Subset(changed).subset.status, -1) << at;
+  }
 
   auto variant = [&](const std::string& from, const std::string& to) {
     Program q = p;
@@ -331,8 +323,7 @@ TEST_F(Type1Subset, TheDecryptedTextGoesToAPrivateScratchFile) {
   Subset s(Pfb(p));
   ASSERT_EQ(s.subset.status, 0);
   const std::filesystem::path folder = std::filesystem::path(runtime_) / "snk";
-  std::ifstream in(folder / "clear_text.txt", std::ios::binary);
-  const std::string dumped((std::istreambuf_iterator<char>(in)), {});
+  const std::string dumped = snk::test::ReadFile(folder / "clear_text.txt");
   EXPECT_EQ(dumped.substr(0, p.privatePart.size()), p.privatePart);
   struct stat info;
   ASSERT_EQ(stat(folder.c_str(), &info), 0);
@@ -360,8 +351,7 @@ class Type1SubsetOfInstalledFonts : public Type1Subset, public ::testing::WithPa
 TEST_P(Type1SubsetOfInstalledFonts, NumbersGlyphsAsFreeTypeAndKeepsTheirOutlines) {
   const char* path = GetParam();
   if (!std::filesystem::exists(path)) GTEST_SKIP() << path << " is not installed";
-  std::ifstream in(path, std::ios::binary);
-  const std::string file((std::istreambuf_iterator<char>(in)), {});
+  const std::string file = snk::test::ReadFile(path);
   Subset s(file);
   ASSERT_EQ(s.subset.status, 0);
   FT_Library library;
