@@ -47,7 +47,7 @@ class CKMC_FontCatalogue {
   // Forgets all fonts, for the next document.
   void Clear();
 
-  const std::vector<std::unique_ptr<CKMC_Font>>& Fonts() const { return fonts_; }
+  const std::vector<std::unique_ptr<CKMC_Font>>& Fonts() const { return m_fonts; }
 
   CKMC_DocumentWriter& writer;
   Settings settings;
@@ -55,5 +55,5 @@ class CKMC_FontCatalogue {
  private:
   // The embedded form of a face; null when the face cannot be embedded.
   std::unique_ptr<CKMC_Font> MakeEmbeddedFont(FONTOBJ* fontObject, const IFIMETRICS& metrics, uint32_t mode);
-  std::vector<std::unique_ptr<CKMC_Font>> fonts_;
+  std::vector<std::unique_ptr<CKMC_Font>> m_fonts;
 };

@@ -23,15 +23,15 @@ CKMC_Font& CKMC_FontCatalogue::FindOrCreateFont(FONTOBJ* fontObject) {
 
   std::u16string uniqueName = IfiText(metrics, metrics.dpwszUniqueName);
   CKM_ByteString faceName = FontNameToAnsi(KeptFaceNameOf(metrics, mode, false));
-  for (const auto& font : fonts_)
+  for (const auto& font : m_fonts)
     if (font->uniqueName == uniqueName && font->name == faceName) return *font;
 
   bool embed =
       mode == 2 || mode == 3 || (mode == 1 && IsEmbedFace(IfiText(metrics, metrics.dpwszFamilyName)));
   if (embed) {
     if (std::unique_ptr<CKMC_Font> font = MakeEmbeddedFont(fontObject, metrics, mode)) {
-      fonts_.push_back(std::move(font));
-      return *fonts_.back();
+      m_fonts.push_back(std::move(font));
+      return *m_fonts.back();
     }
     if (settings.fontWarn && settings.warnNotEmbedded)
       settings.warnNotEmbedded(FontNameToAnsi(KeptFaceNameOf(metrics, mode, true)));
@@ -45,8 +45,8 @@ CKMC_Font& CKMC_FontCatalogue::FindOrCreateFont(FONTOBJ* fontObject) {
   font->PrepareFont(fontObject, mode);
   font->uniqueName = uniqueName;
   font->InitCharsets(metrics);
-  fonts_.push_back(std::move(font));
-  return *fonts_.back();
+  m_fonts.push_back(std::move(font));
+  return *m_fonts.back();
 }
 
 std::unique_ptr<CKMC_Font> CKMC_FontCatalogue::MakeEmbeddedFont(FONTOBJ* fontObject,
@@ -84,7 +84,7 @@ bool CKMC_FontCatalogue::FaceBlockHolds(std::span<const uint8_t> block, std::u16
 }
 
 void CKMC_FontCatalogue::WriteFonts() {
-  for (const auto& font : fonts_) font->WriteFont();
+  for (const auto& font : m_fonts) font->WriteFont();
 }
 
-void CKMC_FontCatalogue::Clear() { fonts_.clear(); }
+void CKMC_FontCatalogue::Clear() { m_fonts.clear(); }
