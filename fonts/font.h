@@ -49,11 +49,10 @@ class CKMC_FontCatalogue {
 
   const std::vector<std::unique_ptr<CKMC_Font>>& Fonts() const { return m_fonts; }
 
-  CKMC_DocumentWriter& writer;
-  Settings settings;
-
  private:
   // The embedded form of a face; null when the face cannot be embedded.
   std::unique_ptr<CKMC_Font> MakeEmbeddedFont(FONTOBJ* fontObject, const IFIMETRICS& metrics, uint32_t mode);
+  CKMC_DocumentWriter& m_writer;
+  Settings m_settings;
   std::vector<std::unique_ptr<CKMC_Font>> m_fonts;
 };

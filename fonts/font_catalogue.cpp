@@ -11,7 +11,7 @@
 #include "fonts/subfonts.h"
 
 CKMC_FontCatalogue::CKMC_FontCatalogue(CKMC_DocumentWriter& writer, Settings settings)
-    : writer(writer), settings(settings) {}
+    : m_writer(writer), m_settings(settings) {}
 
 CKMC_FontCatalogue::~CKMC_FontCatalogue() = default;
 
@@ -19,7 +19,7 @@ CKMC_Font& CKMC_FontCatalogue::FindOrCreateFont(FONTOBJ* fontObject) {
   static const IFIMETRICS kNoMetrics{};
   const IFIMETRICS* found = fontObject ? FONTOBJ_pifi(fontObject) : nullptr;
   const IFIMETRICS& metrics = found ? *found : kNoMetrics;
-  const uint32_t mode = settings.fontEmbed;
+  const uint32_t mode = m_settings.fontEmbed;
 
   std::u16string uniqueName = IfiText(metrics, metrics.dpwszUniqueName);
   CKM_ByteString faceName = FontNameToAnsi(KeptFaceNameOf(metrics, mode, false));
@@ -33,15 +33,15 @@ CKMC_Font& CKMC_FontCatalogue::FindOrCreateFont(FONTOBJ* fontObject) {
       m_fonts.push_back(std::move(font));
       return *m_fonts.back();
     }
-    if (settings.fontWarn && settings.warnNotEmbedded)
-      settings.warnNotEmbedded(FontNameToAnsi(KeptFaceNameOf(metrics, mode, true)));
+    if (m_settings.fontWarn && m_settings.warnNotEmbedded)
+      m_settings.warnNotEmbedded(FontNameToAnsi(KeptFaceNameOf(metrics, mode, true)));
   }
 
   std::unique_ptr<CKMC_Font> font;
   if (metrics.jWinCharSet == SYMBOL_CHARSET)
-    font = std::make_unique<CKMC_SymbolFont>(writer);
+    font = std::make_unique<CKMC_SymbolFont>(m_writer);
   else
-    font = std::make_unique<CKMC_UnicodeFont>(writer);
+    font = std::make_unique<CKMC_UnicodeFont>(m_writer);
   font->PrepareFont(fontObject, mode);
   font->uniqueName = uniqueName;
   font->InitCharsets(metrics);
@@ -51,7 +51,7 @@ CKMC_Font& CKMC_FontCatalogue::FindOrCreateFont(FONTOBJ* fontObject) {
 
 std::unique_ptr<CKMC_Font> CKMC_FontCatalogue::MakeEmbeddedFont(FONTOBJ* fontObject,
                                                                 const IFIMETRICS& metrics, uint32_t mode) {
-  auto font = std::make_unique<CKMC_CIDEmbedFont>(writer, mode);
+  auto font = std::make_unique<CKMC_CIDEmbedFont>(m_writer, mode);
   font->PrepareFont(fontObject, mode);
   font->InitCharsets(metrics);
   if (!font->ChooseEmbedSubFont()) return nullptr;
@@ -59,7 +59,7 @@ std::unique_ptr<CKMC_Font> CKMC_FontCatalogue::MakeEmbeddedFont(FONTOBJ* fontObj
 }
 
 bool CKMC_FontCatalogue::IsEmbedFace(std::u16string_view familyName) const {
-  return FaceBlockHolds(settings.faceBlock, familyName);
+  return FaceBlockHolds(m_settings.faceBlock, familyName);
 }
 
 // The block's size word may lie: the walk stays inside both the bytes held
