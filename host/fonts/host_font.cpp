@@ -67,7 +67,9 @@ struct HostFont::Impl {
   // A stand-in for Symbol without a symbol map: its glyphs of the Symbol
   // encoding's codes 00-FF, found by name (0 for none).
   const std::vector<FT_UInt>* symbolByName = nullptr;
-  const detail::Block* ifi = nullptr;
+  // The realization's own copy of the face's block: what a driver writes
+  // into it stays with this font.
+  detail::Block ifi;
   const detail::Block* glyphSet = nullptr;
   std::unique_ptr<engine::HostXform> xform;
   // Notional (font units, y down) to device pixels.
@@ -87,7 +89,7 @@ struct HostFont::Impl {
   ~Impl() { engine::LiveSet<FontobjBlock>::Remove(&block); }
 
   std::mutex& Mutex() const { return shared->mutex(); }
-  const IFIMETRICS& Metrics() const { return *static_cast<const IFIMETRICS*>(ifi->data()); }
+  const IFIMETRICS& Metrics() const { return *static_cast<const IFIMETRICS*>(ifi.data()); }
   void SetTransform(const FontRequest& request);
   void SetHintedSize();
   double AdvancePixels(HGLYPH glyph);  // under the lock
@@ -242,7 +244,7 @@ void HostFont::Fill(const FontRequest& request, const std::string& path, int32_t
     names.full.insert(0, u"@");
     names.unique.insert(0, u"@");
   }
-  impl.ifi = &shared.Ifi(mapping, detail::ChooseCharset(mapped.covered, request.charset, impl.symbol), names);
+  impl.ifi = shared.Ifi(mapping, detail::ChooseCharset(mapped.covered, request.charset, impl.symbol), names);
   const IFIMETRICS& metrics = impl.Metrics();
   const int32_t weight = request.weight ? request.weight : 400;
   impl.simBold = weight >= 600 && !shared.IsBold();
