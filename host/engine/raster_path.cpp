@@ -10,6 +10,7 @@
 #include <cairo.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <functional>
@@ -43,41 +44,44 @@ RECTL CoverageArea(const Painter& painter, const HostPath& path, double reach) {
 }
 
 // Index of the first byte at or after `x` (below `end`) that is nonzero
-// (`want` true) or zero (`want` false); `end` if none.
+// (`want` true) or zero (`want` false); `end` if none. Eight bytes are
+// looked at a time: the lowest flagged byte of a word is the one sought.
 int32_t FindCoverage(const uint8_t* row, int32_t x, int32_t end, bool want) {
-  while (x < end) {
-    if ((x & 7) == 0 && x + 8 <= end) {
+  constexpr uint64_t kOnes = 0x0101010101010101, kHighs = 0x8080808080808080;
+  if constexpr (std::endian::native == std::endian::little) {
+    for (; x + 8 <= end; x += 8) {
       uint64_t word;
       std::memcpy(&word, row + x, 8);
-      if (want ? word == 0 : word == ~uint64_t{0}) {
-        x += 8;
-        continue;
-      }
+      // Nonzero bytes, or the zero bytes (exact up to the first one).
+      const uint64_t flags = want ? word : (word - kOnes) & ~word & kHighs;
+      if (flags) return x + std::countr_zero(flags) / 8;
     }
-    if ((row[x] != 0) == want) return x;
-    ++x;
   }
+  for (; x < end; ++x)
+    if ((row[x] != 0) == want) return x;
   return end;
 }
 
 // The bytes of the coverage strips, kept from call to call so that every
-// drawing call does not allocate (and the system zero) a fresh strip.
+// drawing call does not allocate a fresh strip. Between calls every byte is
+// zero: the runs painted are cleared again, so no strip is cleared whole.
 std::vector<uint8_t>& StripBuffer() {
   thread_local std::vector<uint8_t> buffer;
   return buffer;
 }
 
-// Paints the covered runs of the strip's rows.
-void PaintStrip(Painter& painter, const uint8_t* data, int stride, int32_t left, int32_t top, int32_t width,
+// Paints the covered runs of the strip's rows and clears them.
+void PaintStrip(Painter& painter, uint8_t* data, int stride, int32_t left, int32_t top, int32_t width,
                 int32_t rows) {
   for (int32_t r = 0; r < rows; ++r) {
-    const uint8_t* row = data + int64_t{r} * stride;
+    uint8_t* row = data + int64_t{r} * stride;
     int32_t x = 0;
     while (x < width) {
       int32_t start = FindCoverage(row, x, width, true);
       if (start >= width) break;
       int32_t end = FindCoverage(row, start, width, false);
       painter.Span(top + r, left + start, left + end);
+      std::memset(row + start, 0, size_t(end - start));
       x = end;
     }
   }
@@ -99,7 +103,6 @@ void PaintCoverage(Painter& painter, const RECTL& area,
   uint8_t* data = buffer.data();
   for (int32_t top = area.top; top < area.bottom; top += stripRows) {
     int32_t rows = std::min(stripRows, area.bottom - top);
-    std::memset(data, 0, size_t(stride) * size_t(rows));
     // The surface keeps the strip's full height on the last strip too; the
     // clip keeps drawing to its rows.
     cairo_surface_t* mask =

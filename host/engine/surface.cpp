@@ -1,11 +1,14 @@
 #include "host/engine/surface.h"
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <atomic>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <mutex>
-#include <new>
 #include <set>
 
 #include "host/engine/bitmap_source.h"
@@ -41,7 +44,82 @@ HostSurface* FindSurface(HSURF handle) {
 
 namespace {
 std::atomic<uint64_t> g_maxSurfaceBytes{kDefaultMaxSurfaceBytes};
+
+// Below this size the heap serves faster than the system's mappings.
+constexpr uint64_t kMapFrom = uint64_t{1} << 20;
+
+// The last large buffer given back, kept for the next one: a job that
+// changes paper makes a new page surface each time, and clearing an old
+// mapping costs less than faulting in every page of a new one. The spare is
+// resized to the new size unless it is at most a quarter larger.
+struct Spare {
+  std::mutex mutex;
+  uint8_t* data = nullptr;
+  uint64_t size = 0;
+} g_spare;
+
 }  // namespace
+
+bool PixelMemory::Allocate(uint64_t bytes) {
+  Release();
+  if (bytes == 0) return true;
+  if (bytes < kMapFrom) {
+    data_ = static_cast<uint8_t*>(std::calloc(bytes, 1));
+    if (!data_) return false;
+    size_ = bytes;
+    return true;
+  }
+  uint8_t* spare = nullptr;
+  uint64_t spareSize = 0;
+  {
+    std::lock_guard lock(g_spare.mutex);
+    std::swap(spare, g_spare.data);
+    std::swap(spareSize, g_spare.size);
+  }
+  if (spare && spareSize >= bytes && spareSize - bytes <= bytes / 4) {
+    std::memset(spare, 0, bytes);
+    data_ = spare;
+    size_ = spareSize;
+    mapped_ = true;
+    return true;
+  }
+  void* p = MAP_FAILED;
+  if (spare) {
+    // Shrinking gives the tail back; growing adds zero pages.
+    p = mremap(spare, spareSize, bytes, MREMAP_MAYMOVE);
+    if (p == MAP_FAILED) munmap(spare, spareSize);
+  }
+  const bool reused = p != MAP_FAILED;
+  if (!reused) p = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (p == MAP_FAILED) return false;
+  // Page surfaces are written whole at every page start: large pages spare
+  // most of the faults where the system offers them.
+  madvise(p, bytes, MADV_HUGEPAGE);
+  if (reused) {
+    // The old contents reach to the end of the spare's last page.
+    const uint64_t page = uint64_t(sysconf(_SC_PAGESIZE));
+    std::memset(p, 0, std::min((spareSize + page - 1) / page * page, bytes));
+  }
+  data_ = static_cast<uint8_t*>(p);
+  size_ = bytes;
+  mapped_ = true;
+  return true;
+}
+
+void PixelMemory::Release() {
+  if (!data_) return;
+  if (mapped_) {
+    std::lock_guard lock(g_spare.mutex);
+    if (g_spare.data) munmap(g_spare.data, g_spare.size);
+    g_spare.data = data_;
+    g_spare.size = size_;
+  } else {
+    std::free(data_);
+  }
+  data_ = nullptr;
+  size_ = 0;
+  mapped_ = false;
+}
 
 void SetMaxSurfaceBytes(uint64_t bytes) { g_maxSurfaceBytes = std::min(bytes, kMaxBitmapBytes); }
 uint64_t MaxSurfaceBytes() { return g_maxSurfaceBytes; }
@@ -82,11 +160,7 @@ HBITMAP APIENTRY EngCreateBitmap(SIZEL size, LONG stride, ULONG format, FLONG fl
   uint8_t* base = static_cast<uint8_t*>(bits);
   if (!base) {
     if (total > snk::engine::MaxSurfaceBytes()) return nullptr;
-    try {
-      surface->bits.assign(total, 0);
-    } catch (const std::bad_alloc&) {
-      return nullptr;
-    }
+    if (!surface->bits.Allocate(total)) return nullptr;
     base = surface->bits.data();
   }
   so.cjBits = static_cast<ULONG>(total);

@@ -21,9 +21,31 @@ struct SNK_HOST_API HostDevice {
   DHPDEV dhpdev = nullptr;
 };
 
+// Zeroed pixel memory that a surface owns. Large buffers are mapped from
+// the system directly: its pages come zeroed, so nothing clears them twice,
+// and they go back to the system as soon as the surface is deleted, so a
+// job's memory does not keep the largest page it has seen.
+class PixelMemory {
+ public:
+  PixelMemory() = default;
+  ~PixelMemory() { Release(); }
+  PixelMemory(const PixelMemory&) = delete;
+  PixelMemory& operator=(const PixelMemory&) = delete;
+
+  // Replaces the memory with `bytes` zero bytes; false if none is left.
+  bool Allocate(uint64_t bytes);
+  uint8_t* data() const { return data_; }
+
+ private:
+  void Release();
+  uint8_t* data_ = nullptr;
+  uint64_t size_ = 0;
+  bool mapped_ = false;
+};
+
 struct HostSurface {
   SURFOBJ so{};
-  std::vector<uint8_t> bits;
+  PixelMemory bits;
   FLONG hooks = 0;
   int locks = 0;
 };

@@ -1,6 +1,6 @@
-// A realized font of the host: the face opened with FreeType from a copy of
-// its file, its IFIMETRICS and FD_GLYPHSET, the notional-to-device
-// transform, and the FONTOBJ that drivers get.
+// A realized font of the host: a shared face (opened once per file and
+// face index, with its IFIMETRICS and FD_GLYPHSET made once), the
+// notional-to-device transform, and the FONTOBJ that drivers get.
 //
 // Sizes. The request's height gives the em in request units (negative: the
 // em itself; positive: the cell, usWinAscent + usWinDescent); its width, if
@@ -13,7 +13,6 @@
 #include <ft2build.h>
 #include FT_FREETYPE_H
 #include FT_OUTLINE_H
-#include FT_FONT_FORMATS_H
 
 #include <algorithm>
 #include <atomic>
@@ -26,6 +25,7 @@
 #include "host/engine/live_set.h"
 #include "host/fonts/face_info.h"
 #include "host/fonts/font_lookup.h"
+#include "host/fonts/shared_face.h"
 
 namespace snk::fonts {
 namespace {
@@ -37,7 +37,7 @@ struct FontobjBlock {
 };
 
 constexpr double kItalicShear = 0.342;  // simulated italic, as the driver's PDF text slants
-constexpr double kBoldStroke = 0.02;     // simulated bold: the PDF text's stroke, in ems
+constexpr double kBoldStroke = 0.02;    // simulated bold: the PDF text's stroke, in ems
 constexpr int kMaxHintedPpem = 2048;    // larger sizes are drawn scaled from this one
 constexpr size_t kMaxCachedBitmaps = 4096;
 constexpr size_t kCandidates = 8;
@@ -54,46 +54,41 @@ ULONG FileIdentity(const std::string& path) {
   return it->second;
 }
 
-std::string FreeTypeError(FT_Error error) {
-  const char* text = FT_Error_String(error);
-  return text ? text : "FreeType error " + std::to_string(error);
-}
-
 }  // namespace
 
 struct HostFont::Impl {
   FontobjBlock block{};  // kept first: drivers hold &block.fo
-  FT_Library library = nullptr;
-  FT_Face face = nullptr;
-  std::shared_ptr<const std::vector<uint8_t>> file;
+  std::shared_ptr<detail::SharedFace> shared;
+  FT_Face face = nullptr;  // the shared face's, used under its lock
+  FT_CharMap charmap = nullptr;
   InstalledFace installed;
   bool substitute = false, symbol = false, vertical = false, simBold = false, simItalic = false;
   // A stand-in for Symbol without a symbol map: its glyphs of the Symbol
   // encoding's codes 00-FF, found by name (0 for none).
-  std::vector<FT_UInt> symbolByName;
-  detail::Block ifi, glyphSet;
+  const std::vector<FT_UInt>* symbolByName = nullptr;
+  // The realization's own copy of the face's block: what a driver writes
+  // into it stays with this font.
+  detail::Block ifi;
+  const detail::Block* glyphSet = nullptr;
   std::unique_ptr<engine::HostXform> xform;
   // Notional (font units, y down) to device pixels.
   double n11 = 0, n12 = 0, n21 = 0, n22 = 0;
   // Device pixels per request unit along the baseline and the ascender.
   double baseScale = 0, upScale = 0;
   double sy = 0;  // request units per font unit, vertically
-  // Whether the hinted size is the device size (upright text of a size
-  // that can be hinted): then hinted advances are device advances.
+  // The pixels per em that advances are hinted at, and whether that is the
+  // device size (upright text of a size that can be hinted): then hinted
+  // advances are device advances.
+  FT_UInt hintedX = 16, hintedY = 16;
   bool hintedIsDevice = true;
-  std::mutex mutex;
   std::unordered_map<HGLYPH, double> advances;  // device pixels
   std::unordered_map<HGLYPH, GlyphBits> bitmaps;
   std::unordered_map<HGLYPH, RECTL> boxes;
 
-  ~Impl() {
-    engine::LiveSet<FontobjBlock>::Remove(&block);
-    if (face) FT_Done_Face(face);
-    if (library) FT_Done_FreeType(library);
-  }
+  ~Impl() { engine::LiveSet<FontobjBlock>::Remove(&block); }
 
+  std::mutex& Mutex() const { return shared->mutex(); }
   const IFIMETRICS& Metrics() const { return *static_cast<const IFIMETRICS*>(ifi.data()); }
-  bool Open(const std::string& label, int32_t index, std::string* error);
   void SetTransform(const FontRequest& request);
   void SetHintedSize();
   double AdvancePixels(HGLYPH glyph);  // under the lock
@@ -105,37 +100,6 @@ struct HostFont::Impl {
     yd = n12 * xf - n22 * yf;
   }
 };
-
-bool HostFont::Impl::Open(const std::string& label, int32_t index, std::string* error) {
-  auto fail = [&](const std::string& what) {
-    if (error) *error = "font file " + label + " (face " + std::to_string(index) + "): " + what;
-    return false;
-  };
-  if (FT_Error e = FT_Init_FreeType(&library)) {
-    library = nullptr;
-    return fail("FreeType cannot start: " + FreeTypeError(e));
-  }
-  if (!file || file->empty()) return fail("empty");
-  FT_Face probe = nullptr;
-  if (FT_Error e = FT_New_Memory_Face(library, file->data(), FT_Long(file->size()), -1, &probe))
-    return fail("FreeType refuses it: " + FreeTypeError(e));
-  const FT_Long faces = probe->num_faces;
-  FT_Done_Face(probe);
-  if (index < 0 || index >= faces) return fail("no such face in the file");
-  if (FT_Error e = FT_New_Memory_Face(library, file->data(), FT_Long(file->size()), index, &face)) {
-    face = nullptr;
-    return fail("FreeType refuses it: " + FreeTypeError(e));
-  }
-  // TrueType and OpenType faces, and Type 1 faces (PFB and PFA files).
-  const char* format = FT_Get_Font_Format(face);
-  const bool type1 = format && std::string_view(format) == "Type 1";
-  if (!FT_IS_SCALABLE(face) || (!FT_IS_SFNT(face) && !type1))
-    return fail("not a TrueType, OpenType or Type 1 outline face");
-  if (face->units_per_EM < 16 || face->units_per_EM > 16384)
-    return fail("unusable units per em " + std::to_string(face->units_per_EM));
-  if (face->num_glyphs <= 0) return fail("no glyphs");
-  return true;
-}
 
 void HostFont::Impl::SetTransform(const FontRequest& request) {
   const IFIMETRICS& m = Metrics();
@@ -165,7 +129,8 @@ void HostFont::Impl::SetHintedSize() {
   const double ppemX = std::hypot(n11, n12) * upem, ppemY = std::hypot(n21, n22) * upem;
   const FT_UInt hx = FT_UInt(std::clamp(std::lround(ppemX), 1L, long(kMaxHintedPpem)));
   const FT_UInt hy = FT_UInt(std::clamp(std::lround(ppemY), 1L, long(kMaxHintedPpem)));
-  if (FT_Set_Pixel_Sizes(face, hx, hy) != 0) FT_Set_Pixel_Sizes(face, 16, 16);
+  hintedX = hx;
+  hintedY = hy;
   // The hinted size stands for the device size when the text is upright,
   // not mirrored and not too large to hint.
   hintedIsDevice = n12 == 0 && n21 == 0 && n11 > 0 && n22 > 0 && ppemX < kMaxHintedPpem + 0.5 &&
@@ -176,17 +141,15 @@ double HostFont::Impl::AdvancePixels(HGLYPH glyph) {
   auto it = advances.find(glyph);
   if (it != advances.end()) return it->second;
   double pixels = 0;
-  if (glyph < FT_ULong(face->num_glyphs) &&
-      FT_Load_Glyph(face, glyph, FT_LOAD_TARGET_MONO | FT_LOAD_NO_BITMAP) == 0) {
+  double hintedPpem = 0;
+  if (const std::optional<double> hinted = shared->HintedAdvance(hintedX, hintedY, glyph, &hintedPpem)) {
     if (hintedIsDevice) {
-      pixels = double((face->glyph->advance.x + 32) >> 6);
+      pixels = *hinted;
     } else {
       // Not hinted at the device size: the hinted size's whole-pixel
       // advance grows with the size's ratio.
-      const double hinted = double((face->glyph->advance.x + 32) >> 6);
-      const double hintedPpem = face->size->metrics.x_ppem;
       const double devicePpem = std::hypot(n11, n12) * face->units_per_EM;
-      pixels = hintedPpem > 0 ? std::round(hinted * devicePpem / hintedPpem) : 0;
+      pixels = hintedPpem > 0 ? std::round(*hinted * devicePpem / hintedPpem) : 0;
     }
     if (simBold && pixels > 0) pixels += 1;
   }
@@ -204,12 +167,11 @@ std::unique_ptr<HostFont> HostFont::Realize(const FontRequest& request, std::str
   std::string lastError;
   for (const detail::FaceCandidate& candidate :
        detail::MatchFaces(family, weight, request.italic, request.charset, kCandidates)) {
-    auto file = detail::ReadFontFile(candidate.path, &lastError);
-    if (!file) continue;
+    auto shared = detail::SharedFace::Installed(candidate.path, candidate.index, &lastError);
+    if (!shared) continue;
     std::unique_ptr<HostFont> font(new HostFont());
     Impl& impl = *font->impl_;
-    impl.file = std::move(file);
-    if (!impl.Open(candidate.path, candidate.index, &lastError)) continue;
+    impl.shared = std::move(shared);
     const std::u16string installedFamily = candidate.families.empty() ? u"" : candidate.families.front();
     font->Fill(request, candidate.path, candidate.index, detail::StandInFor(family, installedFamily));
     impl.substitute = !family.empty() &&
@@ -230,8 +192,9 @@ std::unique_ptr<HostFont> HostFont::RealizeFromBytes(const FontRequest& request,
                                                      std::string* error) {
   std::unique_ptr<HostFont> font(new HostFont());
   Impl& impl = *font->impl_;
-  impl.file = std::make_shared<const std::vector<uint8_t>>(std::move(file));
-  if (!impl.Open(label, faceIndex, error)) return nullptr;
+  impl.shared = detail::SharedFace::FromBytes(std::make_shared<const std::vector<uint8_t>>(std::move(file)),
+                                              faceIndex, label, error);
+  if (!impl.shared) return nullptr;
   font->Fill(request, label, faceIndex, {});
   std::u16string family = request.faceName;
   if (!family.empty() && family[0] == u'@') family.erase(0, 1);
@@ -242,9 +205,11 @@ std::unique_ptr<HostFont> HostFont::RealizeFromBytes(const FontRequest& request,
 void HostFont::Fill(const FontRequest& request, const std::string& path, int32_t index,
                     const std::u16string& standsFor) {
   Impl& impl = *impl_;
-  FT_Face face = impl.face;
+  detail::SharedFace& shared = *impl.shared;
+  std::lock_guard lock(shared.mutex());
+  FT_Face face = impl.face = shared.face();
   impl.vertical = !request.faceName.empty() && request.faceName[0] == u'@';
-  impl.symbol = detail::IsSymbolFace(face);
+  impl.symbol = shared.IsSymbolFace();
   // Text for Symbol (asked for by name or by SYMBOL_CHARSET) is written in
   // the codes of its symbol map. A face without one that stands in for
   // Symbol is offered as a symbol face, its glyphs found by the encoding's
@@ -252,15 +217,17 @@ void HostFont::Fill(const FontRequest& request, const std::string& path, int32_t
   std::u16string asked = request.faceName;
   if (!asked.empty() && asked[0] == u'@') asked.erase(0, 1);
   if (!impl.symbol && (request.charset == 2 || detail::SameFamily(asked, u"Symbol")) &&
-      detail::IsSymbolStandIn(face)) {
+      shared.IsSymbolStandIn()) {
     impl.symbol = true;
-    impl.symbolByName = detail::SymbolEncodingGlyphs(face);
+    impl.symbolByName = &shared.SymbolByNames();
   }
-  const bool symbolMap = impl.symbol && impl.symbolByName.empty();
-  if (FT_Select_Charmap(face, symbolMap ? FT_ENCODING_MS_SYMBOL : FT_ENCODING_UNICODE) != 0 &&
-      face->num_charmaps > 0)
-    FT_Set_Charmap(face, face->charmaps[0]);
-  detail::FaceNames names = detail::ReadFaceNames(face);
+  const detail::CharMapping mapping = !impl.symbol        ? detail::CharMapping::kUnicode
+                                      : impl.symbolByName ? detail::CharMapping::kSymbolByNames
+                                                          : detail::CharMapping::kSymbolMap;
+  const detail::SharedFace::Mapping& mapped = shared.MappingFor(mapping);
+  impl.charmap = mapped.charmap;
+  impl.glyphSet = &mapped.glyphSet;
+  detail::FaceNames names = shared.Names();
   impl.installed = InstalledFace{path, index, names.family, names.postscript};
   // A stand-in takes the names of the family it stands in for: "Arial",
   // "Arial Bold", as that face would give them.
@@ -269,9 +236,6 @@ void HostFont::Fill(const FontRequest& request, const std::string& path, int32_t
     if (!names.style.empty() && names.style != u"Regular") names.full += u" " + names.style;
     names.family = standsFor;
   }
-  IFIMETRICS metrics = detail::FaceMetrics(face, impl.symbol);
-  const std::vector<uint8_t> covered = detail::CoveredCharsets(face, impl.symbol);
-  metrics.jWinCharSet = detail::ChooseCharset(covered, request.charset, impl.symbol);
   // A vertical face is another face to drivers: its names, the unique one
   // too, carry the "@".
   if (impl.vertical) {
@@ -279,14 +243,11 @@ void HostFont::Fill(const FontRequest& request, const std::string& path, int32_t
     names.full.insert(0, u"@");
     names.unique.insert(0, u"@");
   }
-  impl.ifi = detail::BuildIfiBlock(metrics, names, covered);
-  impl.glyphSet = symbolMap || !impl.symbol ? detail::BuildGlyphSet(face, impl.symbol)
-                                            : detail::BuildGlyphSet(impl.symbolByName);
-  // BuildGlyphSet walks the selected map; leave the face's own one selected.
-  FT_Select_Charmap(face, symbolMap ? FT_ENCODING_MS_SYMBOL : FT_ENCODING_UNICODE);
+  impl.ifi = shared.Ifi(mapping, detail::ChooseCharset(mapped.covered, request.charset, impl.symbol), names);
+  const IFIMETRICS& metrics = impl.Metrics();
   const int32_t weight = request.weight ? request.weight : 400;
-  impl.simBold = weight >= 600 && !detail::FaceIsBold(face);
-  impl.simItalic = request.italic && !detail::FaceIsItalic(face);
+  impl.simBold = weight >= 600 && !shared.IsBold();
+  impl.simItalic = request.italic && !shared.IsItalic();
   impl.SetTransform(request);
   impl.SetHintedSize();
 
@@ -316,18 +277,22 @@ const InstalledFace& HostFont::Face() const { return impl_->installed; }
 bool HostFont::IsSubstitute() const { return impl_->substitute; }
 bool HostFont::IsSymbol() const { return impl_->symbol; }
 bool HostFont::IsVertical() const { return impl_->vertical; }
-FD_GLYPHSET* HostFont::GlyphSet() { return static_cast<FD_GLYPHSET*>(impl_->glyphSet.data()); }
-std::span<const uint8_t> HostFont::FileBytes() const { return *impl_->file; }
+FD_GLYPHSET* HostFont::GlyphSet() {
+  return static_cast<FD_GLYPHSET*>(const_cast<void*>(impl_->glyphSet->data()));
+}
+std::span<const uint8_t> HostFont::FileBytes() const { return impl_->shared->file(); }
 XFORMOBJ* HostFont::Xform() { return &impl_->xform->xo; }
 
 HGLYPH HostFont::GlyphOf(char16_t value) const {
-  std::lock_guard lock(impl_->mutex);
+  std::lock_guard lock(impl_->Mutex());
   FT_Face face = impl_->face;
-  if (!impl_->symbolByName.empty()) {
+  if (const std::vector<FT_UInt>* byName = impl_->symbolByName) {
     // A stand-in answers to the symbol codes only, as a symbol map does.
     if (value >= 0xF000 && value <= 0xF0FF) value -= 0xF000;
-    return value < impl_->symbolByName.size() ? impl_->symbolByName[value] : 0;
+    return value < byName->size() ? (*byName)[value] : 0;
   }
+  // Other realizations of the face may have left another map selected.
+  if (face->charmap != impl_->charmap) FT_Set_Charmap(face, impl_->charmap);
   if (impl_->symbol && value < 0x100) {
     if (FT_UInt glyph = FT_Get_Char_Index(face, 0xF000 + value)) return glyph;
   }
@@ -339,7 +304,7 @@ HGLYPH HostFont::GlyphOf(char16_t value) const {
 }
 
 double HostFont::Advance(HGLYPH glyph) const {
-  std::lock_guard lock(impl_->mutex);
+  std::lock_guard lock(impl_->Mutex());
   const double pixels = impl_->AdvancePixels(glyph);
   return impl_->baseScale > 0 ? pixels / impl_->baseScale : 0;
 }
@@ -403,7 +368,7 @@ int ConicTo(const FT_Vector* control, const FT_Vector* to, void* user) {
 
 void HostFont::AppendOutline(engine::HostPath& path, HGLYPH glyph, double originX, double originY) const {
   Impl& impl = *impl_;
-  std::lock_guard lock(impl.mutex);
+  std::lock_guard lock(impl.Mutex());
   FT_Face face = impl.face;
   if (glyph >= FT_ULong(face->num_glyphs)) return;
   // Outlines in font units scaled by 16 keep the thirds of the quadratic
@@ -438,7 +403,7 @@ void HostFont::AppendOutline(engine::HostPath& path, HGLYPH glyph, double origin
 
 const HostFont::GlyphBits& HostFont::Bits(HGLYPH glyph) const {
   Impl& impl = *impl_;
-  std::lock_guard lock(impl.mutex);
+  std::lock_guard lock(impl.Mutex());
   auto it = impl.bitmaps.find(glyph);
   if (it != impl.bitmaps.end()) return it->second;
   if (impl.bitmaps.size() >= kMaxCachedBitmaps) impl.bitmaps.clear();
@@ -480,7 +445,7 @@ const HostFont::GlyphBits& HostFont::Bits(HGLYPH glyph) const {
 
 RECTL HostFont::Box(HGLYPH glyph) const {
   Impl& impl = *impl_;
-  std::lock_guard lock(impl.mutex);
+  std::lock_guard lock(impl.Mutex());
   auto it = impl.boxes.find(glyph);
   if (it != impl.boxes.end()) return it->second;
   const IFIMETRICS& m = impl.Metrics();
@@ -491,14 +456,9 @@ RECTL HostFont::Box(HGLYPH glyph) const {
                                                     {advance, double(m.fwdWinAscender)},
                                                     {0, -double(m.fwdWinDescender)},
                                                     {advance, -double(m.fwdWinDescender)}};
-  FT_Face face = impl.face;
-  if (glyph < FT_ULong(face->num_glyphs) &&
-      FT_Load_Glyph(face, glyph, FT_LOAD_NO_SCALE | FT_LOAD_NO_BITMAP) == 0 &&
-      face->glyph->format == FT_GLYPH_FORMAT_OUTLINE) {
-    FT_BBox ink;
-    FT_Outline_Get_CBox(&face->glyph->outline, &ink);
-    for (double x : {double(ink.xMin), double(ink.xMax)})
-      for (double y : {double(ink.yMin), double(ink.yMax)}) corners.emplace_back(x, y);
+  if (const std::optional<FT_BBox> ink = impl.shared->InkBox(glyph)) {
+    for (double x : {double(ink->xMin), double(ink->xMax)})
+      for (double y : {double(ink->yMin), double(ink->yMax)}) corners.emplace_back(x, y);
   }
   double left = 0, top = 0, right = 0, bottom = 0;
   bool first = true;

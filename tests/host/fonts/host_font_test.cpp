@@ -327,8 +327,8 @@ std::unique_ptr<HostFont> Seed(const std::string& name, int32_t index = 0) {
   request.height = -20;
   request.charset = 2;
   std::string error;
-  auto font = HostFont::RealizeFromBytes(request, ReadFile(SNK_SOURCE_DIR "/fuzz/corpus/font_face/" + name), index,
-                                         name, &error);
+  auto font = HostFont::RealizeFromBytes(request, ReadFile(SNK_SOURCE_DIR "/fuzz/corpus/font_face/" + name),
+                                         index, name, &error);
   EXPECT_NE(font, nullptr) << error;
   return font;
 }
@@ -461,6 +461,31 @@ TEST(HostFontTest, TextFacesStayTextFacesForSymbolRequests) {
   EXPECT_EQ(symbolAsked->GlyphOf(u'A'), plain->GlyphOf(u'A'));
   EXPECT_EQ(plain->GlyphOf(0xF041), plain->GlyphOf(u'A'));  // the fallback for symbol codes stays
   EXPECT_EQ(plain->GlyphOf(0x3B1), FT_Get_Char_Index(tables.face(), 0x3B1));
+}
+
+// Realizations of one face share its glyph set and file; sizes used in
+// turn keep their own hinted advances, and each realization its charset.
+TEST(HostFontTest, RealizationsShareTheFace) {
+  auto small = Make(u"Liberation Sans", -12), large = Make(u"Liberation Sans", -100);
+  auto vertical = Make(u"@Liberation Sans", -12), again = Make(u"Liberation Sans", -12);
+  ASSERT_TRUE(small && large && vertical && again);
+  EXPECT_EQ(small->GlyphSet(), large->GlyphSet());
+  EXPECT_EQ(small->GlyphSet(), vertical->GlyphSet());
+  EXPECT_EQ(small->FileBytes().data(), large->FileBytes().data());
+  EXPECT_NE(small->Fontobj()->iUniq, again->Fontobj()->iUniq);
+  EXPECT_EQ(std::memcmp(&small->Metrics(), &again->Metrics(), sizeof(IFIMETRICS)), 0);
+  EXPECT_EQ(vertical->Metrics().fwdWinAscender, small->Metrics().fwdWinAscender);
+  auto family = [](const HostFont& f) {
+    const IFIMETRICS& m = f.Metrics();
+    return std::u16string(
+        reinterpret_cast<const char16_t*>(reinterpret_cast<const uint8_t*>(&m) + m.dpwszFamilyName));
+  };
+  EXPECT_EQ(family(*vertical), u"@" + family(*small));
+  const HGLYPH w = small->GlyphOf(u'W');
+  const double first = small->Advance(w);
+  EXPECT_NE(large->Advance(w), first);
+  EXPECT_EQ(again->Advance(w), first);
+  EXPECT_EQ(small->Advance(w), first);
 }
 
 TEST(HostFontTest, ForeignAndStalePointersAreRefused) {
