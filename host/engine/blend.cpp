@@ -213,6 +213,36 @@ T TwiceArea(const TRIVERTEX* const v[3]) {
   return (T(v[1]->x) - v[0]->x) * (T(v[2]->y) - v[0]->y) - (T(v[1]->y) - v[0]->y) * (T(v[2]->x) - v[0]->x);
 }
 
+// One edge of a triangle as a function of the pixel: positive inside.
+template <typename T>
+struct TriangleEdge {
+  T stepX, stepY;  // change per pixel right and per pixel down
+  T origin;        // value at the centre of pixel (0, 0)
+  bool topLeft;
+};
+
+// The run [first, last) of row `y` of `r`, counted from r.left, inside all
+// three edges: edge i keeps pixel k while w + stepX*k >= 1, or >= 0 on a
+// top or left edge. `w` receives the edges' values at r.left. False for
+// an empty run.
+template <typename T>
+bool RowInside(const TriangleEdge<T> (&edge)[3], const RECTL& r, int32_t y, T w[3], T& first, T& last) {
+  first = 0, last = T(r.right) - r.left;
+  for (int i = 0; i < 3; ++i) {
+    w[i] = edge[i].origin + edge[i].stepX * r.left + edge[i].stepY * y;
+    const T need = (edge[i].topLeft ? 0 : 1) - w[i];  // stepX*k >= need
+    const T step = edge[i].stepX;
+    if (step == 0) {
+      if (need > 0) last = 0;
+    } else if (step > 0) {
+      first = std::max(first, -FloorDiv(-need, step));
+    } else {
+      last = std::min(last, FloorDiv(-need, -step) + 1);
+    }
+  }
+  return first < last;
+}
+
 // A Gouraud-shaded triangle: the pixels whose centres lie inside, each
 // with the vertex colours weighted by its barycentric coordinates. Centres
 // on an edge belong to the triangle only when the edge is a top or a left
@@ -230,11 +260,7 @@ void FillTriangle(const Target& target, const Region& visible, const TRIVERTEX* 
   const TRIVERTEX* p[3] = {v[0], v[1], v[2]};
   if (area2 < 0) std::swap(p[1], p[2]);
 
-  struct Edge {
-    T stepX, stepY;  // change per pixel right and per pixel down
-    T origin;        // value at the centre of pixel (0, 0)
-    bool topLeft;
-  } edge[3];
+  TriangleEdge<T> edge[3];
   for (int i = 0; i < 3; ++i) {
     // Edge i runs opposite vertex i; its function is vertex i's weight.
     const TRIVERTEX& a = *p[(i + 1) % 3];
@@ -264,23 +290,8 @@ void FillTriangle(const Target& target, const Region& visible, const TRIVERTEX* 
   Region pixels = visible.Intersect(box);
   for (const RECTL& r : pixels.Rects()) {
     for (int32_t y = r.top; y < r.bottom; ++y) {
-      // The run of the row inside all three edges: edge i keeps pixel k
-      // (from r.left) while w + stepX*k >= 1, or >= 0 on a top or left edge.
-      T first = 0, last = T(r.right) - r.left;  // [first, last)
-      T w[3];
-      for (int i = 0; i < 3; ++i) {
-        w[i] = edge[i].origin + edge[i].stepX * r.left + edge[i].stepY * y;
-        T need = (edge[i].topLeft ? 0 : 1) - w[i];  // stepX*k >= need
-        T step = edge[i].stepX;
-        if (step == 0) {
-          if (need > 0) last = 0;
-        } else if (step > 0) {
-          first = std::max(first, -FloorDiv(-need, step));
-        } else {
-          last = std::min(last, FloorDiv(-need, -step) + 1);
-        }
-      }
-      if (first >= last) continue;
+      T w[3], first = 0, last = 0;
+      if (!RowInside(edge, r, y, w, first, last)) continue;
       T quotient[3], remainder[3];
       for (int k = 0; k < 3; ++k) {
         T sum = 0;

@@ -303,6 +303,11 @@ struct Pen {
   bool transformed = false;
 };
 
+// One device pixel in the pen's world units.
+double UnitsPerPixel(const Pen& pen, double meanScale) {
+  return pen.transformed && meanScale > 0 ? 1 / meanScale : 1;
+}
+
 // ------------------------------------------------ far-away coordinates
 //
 // cairo works in 24.8 fixed point, so points some millions of pixels away
@@ -495,16 +500,19 @@ void FillPath(Painter& painter, const HostPath& path, bool winding) {
   });
 }
 
-void StrokeGeometric(Painter& painter, const HostPath& path, const LINEATTRS& attrs, const HostXform* xform) {
-  if (path.Empty()) return;
-  Pen pen;
+namespace {
+
+// A geometric pen from the line's attributes and the world transform.
+// `meanScale` is the transform's mean scale and `maxScale` the most it
+// stretches any direction, as the stroke's reach needs them. False when
+// the pen cannot be made of finite numbers.
+bool MakePen(const LINEATTRS& attrs, const HostXform* xform, Pen& pen, double& meanScale, double& maxScale) {
   pen.width = std::abs(double(attrs.elWidth.e));
-  if (!std::isfinite(pen.width)) return;
-  double meanScale = 1;
-  double maxScale = 1;
+  if (!std::isfinite(pen.width)) return false;
+  meanScale = maxScale = 1;
   if (xform) {
-    double det = xform->m11 * xform->m22 - xform->m12 * xform->m21;
-    double sx = std::hypot(xform->m11, xform->m12), sy = std::hypot(xform->m21, xform->m22);
+    const double det = xform->m11 * xform->m22 - xform->m12 * xform->m21;
+    const double sx = std::hypot(xform->m11, xform->m12), sy = std::hypot(xform->m21, xform->m22);
     meanScale = (sx + sy) / 2;
     if (std::isfinite(det) && std::abs(det) > 1e-12 * std::max(1.0, sx * sy)) {
       pen.xx = xform->m11;
@@ -516,50 +524,63 @@ void StrokeGeometric(Painter& painter, const HostPath& path, const LINEATTRS& at
     } else {
       // No inverse: a round pen of the mean scale in device pixels.
       pen.width *= meanScale;
-      maxScale = 1;
     }
   }
-  if (!std::isfinite(meanScale) || !std::isfinite(maxScale)) return;
+  if (!std::isfinite(meanScale) || !std::isfinite(maxScale)) return false;
   // Pens thinner than a pixel still draw one pixel wide.
-  double unitsPerPixel = pen.transformed && meanScale > 0 ? 1 / meanScale : 1;
-  pen.width = std::max(pen.width, unitsPerPixel);
+  pen.width = std::max(pen.width, UnitsPerPixel(pen, meanScale));
+  return true;
+}
+
+// The dash pattern in world units (device pixels without a transform) and
+// where the line enters it; empty for a solid line.
+std::vector<double> DashesOf(const LINEATTRS& attrs, const Pen& pen, bool hasXform, double meanScale,
+                             double& dashOffset) {
+  dashOffset = 0;
+  const double unitsPerPixel = UnitsPerPixel(pen, meanScale);
+  if (attrs.fl & LA_ALTERNATE) return {unitsPerPixel, unitsPerPixel};
+  if (!(attrs.fl & LA_STYLED) || !attrs.pstyle || attrs.cstyle == 0 || attrs.cstyle > 1024) return {};
+  const double scale = hasXform && !pen.transformed ? meanScale : 1;
+  std::vector<double> dashes;
+  double total = 0;
+  for (ULONG i = 0; i < attrs.cstyle; ++i) {
+    double v = double(attrs.pstyle[i].e) * scale;
+    if (!std::isfinite(v) || v < 0) v = 0;
+    dashes.push_back(v);
+    total += v;
+  }
+  if (total <= 0 || !std::isfinite(total)) return {};
+  if (dashes.size() % 2) dashes.insert(dashes.end(), dashes.begin(), dashes.end());
+  total = 0;
+  for (double v : dashes) total += v;
+  // A style that starts with a gap is the same style rotated by one entry,
+  // entered at the start of that gap.
+  if (attrs.fl & LA_STARTGAP) {
+    std::rotate(dashes.begin(), dashes.begin() + 1, dashes.end());
+    dashOffset = total - dashes.back();
+  }
+  const double state = double(attrs.elStyleState.e) * scale;
+  if (std::isfinite(state)) dashOffset += state;
+  dashOffset = std::fmod(dashOffset, total);
+  return dashes;
+}
+
+}  // namespace
+
+void StrokeGeometric(Painter& painter, const HostPath& path, const LINEATTRS& attrs, const HostXform* xform) {
+  if (path.Empty()) return;
+  Pen pen;
+  double meanScale = 1, maxScale = 1;
+  if (!MakePen(attrs, xform, pen, meanScale, maxScale)) return;
 
   double miter = std::max(1.0, double(attrs.eMiterLimit));
   if (!std::isfinite(miter)) miter = 1;
-  double reachFactor = std::max(M_SQRT2, attrs.iJoin == JOIN_MITER ? miter : 1.0);
+  const double reachFactor = std::max(M_SQRT2, attrs.iJoin == JOIN_MITER ? miter : 1.0);
   double reach = pen.width / 2 * maxScale * reachFactor + 1;
   if (!std::isfinite(reach) || reach > 1e7) reach = 1e7;
 
-  // Dashes in world units (device pixels without a transform).
-  std::vector<double> dashes;
   double dashOffset = 0;
-  if (attrs.fl & LA_ALTERNATE) {
-    dashes = {unitsPerPixel, unitsPerPixel};
-  } else if ((attrs.fl & LA_STYLED) && attrs.pstyle && attrs.cstyle > 0 && attrs.cstyle <= 1024) {
-    double scale = xform && !pen.transformed ? meanScale : 1;
-    double total = 0;
-    for (ULONG i = 0; i < attrs.cstyle; ++i) {
-      double v = double(attrs.pstyle[i].e) * scale;
-      if (!std::isfinite(v) || v < 0) v = 0;
-      dashes.push_back(v);
-      total += v;
-    }
-    if (total <= 0 || !std::isfinite(total)) dashes.clear();
-    if (!dashes.empty()) {
-      if (dashes.size() % 2) dashes.insert(dashes.end(), dashes.begin(), dashes.end());
-      total = 0;
-      for (double v : dashes) total += v;
-      // A style that starts with a gap is the same style rotated by one
-      // entry, entered at the start of that gap.
-      if (attrs.fl & LA_STARTGAP) {
-        std::rotate(dashes.begin(), dashes.begin() + 1, dashes.end());
-        dashOffset = total - dashes.back();
-      }
-      double state = double(attrs.elStyleState.e) * scale;
-      if (std::isfinite(state)) dashOffset += state;
-      dashOffset = std::fmod(dashOffset, total);
-    }
-  }
+  const std::vector<double> dashes = DashesOf(attrs, pen, xform != nullptr, meanScale, dashOffset);
 
   RECTL area = CoverageArea(painter, path, reach);
   if (area.left >= area.right || area.top >= area.bottom) return;

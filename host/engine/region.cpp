@@ -144,15 +144,19 @@ Region Region::FromRects(std::span<const RECTL> rects) {
   return region;
 }
 
-Region Region::FromPath(const HostPath& path, bool winding) {
-  // Flatten to edges in pixels, then scan each row at its pixel centres:
-  // pixel x is inside when x + 0.5 lies between an entering and a leaving
-  // crossing of the row's centre line.
-  struct Edge {
-    double x0, y0, x1, y1;
-    int dir;
-  };
-  std::vector<Edge> edges;
+namespace {
+
+// A path's edge in pixels, from its upper to its lower end; `dir` is +1
+// for an edge that ran downward and -1 for one that ran upward.
+struct PathEdge {
+  double x0, y0, x1, y1;
+  int dir;
+};
+
+// The path flattened to edges in pixels, every figure closed for filling;
+// horizontal edges are left out, as no row centre crosses them.
+std::vector<PathEdge> EdgesOf(const HostPath& path) {
+  std::vector<PathEdge> edges;
   auto addEdge = [&](double x0, double y0, double x1, double y1) {
     if (y0 == y1) return;
     if (y0 < y1)
@@ -180,8 +184,8 @@ Region Region::FromPath(const HostPath& path, bool winding) {
                               std::abs(y2 - y1) + std::abs(y3 - y2);
         const int steps = static_cast<int>(std::clamp(std::sqrt(extent) * 2.0, 1.0, 256.0));
         double px = cx, py = cy;
-        for (int s = 1; s <= steps; ++s) {
-          const double t = static_cast<double>(s) / steps, u = 1 - t;
+        for (int step = 1; step <= steps; ++step) {
+          const double t = static_cast<double>(step) / steps, u = 1 - t;
           const double x = u * u * u * cx + 3 * u * u * t * x1 + 3 * u * t * t * x2 + t * t * t * x3;
           const double y = u * u * u * cy + 3 * u * u * t * y1 + 3 * u * t * t * y2 + t * t * t * y3;
           addEdge(px, py, x, y);
@@ -192,25 +196,33 @@ Region Region::FromPath(const HostPath& path, bool winding) {
         cy = y3;
       }
     }
-    // Every figure is closed for filling.
     addEdge(cx, cy, figure.start.x / 16.0, figure.start.y / 16.0);
   }
+  return edges;
+}
+
+}  // namespace
+
+Region Region::FromPath(const HostPath& path, bool winding) {
+  // Scan each row at its pixel centre: pixel x is inside when x + 0.5 lies
+  // between an entering and a leaving crossing of the row's centre line.
+  std::vector<PathEdge> edges = EdgesOf(path);
   if (edges.empty()) return Region();
 
   // Rows whose centres the edges can reach, kept to a range that no real
   // page exceeds so that absurd coordinates cannot make the scan endless.
   constexpr double kLimit = 1 << 20;
   double minY = kLimit, maxY = -kLimit;
-  for (const Edge& e : edges) {
+  for (const PathEdge& e : edges) {
     minY = std::min(minY, e.y0);
     maxY = std::max(maxY, e.y1);
   }
   const int32_t firstRow = static_cast<int32_t>(std::ceil(std::max(minY, -kLimit) - 0.5));
   const int32_t lastRow = static_cast<int32_t>(std::floor(std::min(maxY, kLimit) - 0.5));
 
-  std::sort(edges.begin(), edges.end(), [](const Edge& a, const Edge& b) { return a.y0 < b.y0; });
+  std::sort(edges.begin(), edges.end(), [](const PathEdge& a, const PathEdge& b) { return a.y0 < b.y0; });
   BandBuilder builder;
-  std::vector<const Edge*> active;
+  std::vector<const PathEdge*> active;
   size_t next = 0;
   struct Crossing {
     double x;
@@ -221,9 +233,9 @@ Region Region::FromPath(const HostPath& path, bool winding) {
   for (int32_t row = firstRow; row <= lastRow; ++row) {
     const double y = row + 0.5;
     while (next < edges.size() && edges[next].y0 <= y) active.push_back(&edges[next++]);
-    std::erase_if(active, [&](const Edge* e) { return e->y1 <= y; });
+    std::erase_if(active, [&](const PathEdge* e) { return e->y1 <= y; });
     crossings.clear();
-    for (const Edge* e : active) {
+    for (const PathEdge* e : active) {
       if (e->y0 > y) continue;
       const double x = e->x0 + (y - e->y0) * (e->x1 - e->x0) / (e->y1 - e->y0);
       crossings.push_back({x, e->dir});
