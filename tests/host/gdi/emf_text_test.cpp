@@ -35,13 +35,14 @@ constexpr uint32_t kTaUpdateCp = 1, kTaRight = 2, kTaCenter = 6, kTaBottom = 8, 
 
 // Reference pixels are surface pixels on a 1000-pixel surface.
 EmfWriter Page(const char16_t* face = u"Arial", int32_t height = -40, uint8_t charSet = 0,
-               int32_t escapement = 0) {
+               int32_t escapement = 0, bool lined = false) {
   EmfWriter w({0, 0, 10000, 10000}, {1000, 1000}, {100, 100});
   EmfFont font;
   font.height = height;
   font.face = face;
   font.charSet = charSet;
   font.escapement = escapement;
+  font.underline = font.strikeOut = lined;
   w.ExtCreateFontIndirectW(1, font);
   w.SelectObject(1);
   w.SetBkMode(kTransparent);
@@ -202,14 +203,7 @@ TEST(EmfText, OpaqueAndClippedRectangles) {
 }
 
 TEST(EmfText, UnderlineAndStrikeoutAreExtraRectangles) {
-  EmfWriter w({0, 0, 10000, 10000}, {1000, 1000}, {100, 100});
-  EmfFont font;
-  font.height = -40;
-  font.face = u"Arial";
-  font.underline = 1;
-  font.strikeOut = 1;
-  w.ExtCreateFontIndirectW(1, font);
-  w.SelectObject(1);
+  EmfWriter w = Page(u"Arial", -40, 0, 0, true);
   w.SetTextAlign(kTaBaseline);
   const int32_t dx[] = {30, 40};
   w.ExtTextOutW(100, 200, u"AB", dx);
