@@ -1,13 +1,14 @@
 // Whole jobs through the driver module, loaded and called as the engine
 // does, checked against the exact bytes of the file.
+#include "host/engine/print_job.h"
+
 #include <gtest/gtest.h>
 
 #include <fstream>
 
 #include "base/byte_string.h"
-#include "host/engine/print_job.h"
+#include "driver_page.h"
 #include "host/system/host_control.h"
-#include "test_support.h"
 
 namespace {
 
@@ -15,22 +16,8 @@ using snk::engine::DeviceRequest;
 using snk::engine::DriverModule;
 using snk::engine::EngineJob;
 
-class PrintJob : public snk::test::HostTest {
+class PrintJob : public snk::test::DriverPageTest {
  protected:
-  void SetUp() override {
-    HostTest::SetUp();
-    std::string error;
-    driver_ = DriverModule::Load(SNK_BINARY_DIR "/snk_drv.so", &error);
-    ASSERT_TRUE(driver_) << error;
-    printer_ = snk::host::OpenHostPrinter(u"Test Printer");
-    AnswerSaveDialog("out.pdf");
-  }
-  void TearDown() override {
-    snk::host::ClosePrinter(printer_);
-    driver_.reset();
-    HostTest::TearDown();
-  }
-
   void AnswerSaveDialog(const std::string& name) {
     snk::host::UiPolicy policy;
     policy.saveAnswer = Path(name);
@@ -64,12 +51,7 @@ class PrintJob : public snk::test::HostTest {
     return snk::test::ReadFile(Dir() / "out.pdf");
   }
 
-  std::u16string UserKey() {
-    char16_t user[257] = {};
-    DWORD size = 257;
-    GetUserNameW(user, &size);
-    return u"Software\\Kelmo Software\\PDF Forge\\" + std::u16string(user);
-  }
+  static std::u16string UserKey() { return u"Software\\Kelmo Software\\PDF Forge\\" + snk::test::UserName(); }
 
   // The user's settings say: no dialog, files go to `folder` (a settings
   // string, REG_MULTI_SZ).
@@ -82,19 +64,9 @@ class PrintJob : public snk::test::HostTest {
     }
     snk::host::SetRegistryOverlay(UserKey(), u"Folder", REG_MULTI_SZ, bytes);
   }
-
-  std::unique_ptr<DriverModule> driver_;
-  HANDLE printer_ = nullptr;
 };
 
-// The object "n 0 obj" of a file, up to and with its "endobj\n".
-std::string ObjectText(const std::string& pdf, int n) {
-  std::string head = std::to_string(n) + " 0 obj\n";
-  size_t at = pdf.find(head);
-  if (at == std::string::npos) return {};
-  size_t end = pdf.find("endobj\n", at);
-  return pdf.substr(at, end + 7 - at);
-}
+using snk::test::ObjectText;
 
 // The inflated data of stream object n.
 std::string StreamData(const std::string& pdf, int n) {
@@ -102,7 +74,8 @@ std::string StreamData(const std::string& pdf, int n) {
   size_t length = object.find("/Length ");
   size_t start = object.find(">>\nstream\n");
   if (length == std::string::npos || start == std::string::npos) return {};
-  return snk::test::Inflate(std::string_view(object).substr(start + 10, std::stoul(object.substr(length + 8))));
+  return snk::test::Inflate(
+      std::string_view(object).substr(start + 10, std::stoul(object.substr(length + 8))));
 }
 
 TEST_F(PrintJob, OnePageFileHasExactlyTheWritersBytes) {
@@ -121,10 +94,12 @@ TEST_F(PrintJob, OnePageFileHasExactlyTheWritersBytes) {
             "/ExtGState <</GS0 4 0 R>> >> \n/Type /Page \n>>\nendobj\n");
   EXPECT_EQ(ObjectText(pdf, 1), "1 0 obj\n<<\n/Count 1 \n/Kids [6 0 R ] \n/Type /Pages \n>>\nendobj\n");
   EXPECT_EQ(ObjectText(pdf, 7), "7 0 obj\n<<\n/Pages 1 0 R \n/Type /Catalog \n>>\nendobj\n");
-  EXPECT_EQ(ObjectText(pdf, 8),
-            "8 0 obj\n<<\n/Author (\xFE\xFF) \n/CreationDate (D:20231114221320Z00'00') \n/Creator (\xFE\xFF) \n"
-            "/Keywords (\xFE\xFF) \n/ModDate (D:20231114221320Z00'00') \n"
-            "/Producer (Kelmo PDF Forge Version 3.1.0.1210) \n/Subject (\xFE\xFF) \n/Title (\xFE\xFF) \n>>\nendobj\n");
+  EXPECT_EQ(
+      ObjectText(pdf, 8),
+      "8 0 obj\n<<\n/Author (\xFE\xFF) \n/CreationDate (D:20231114221320Z00'00') \n/Creator (\xFE\xFF) \n"
+      "/Keywords (\xFE\xFF) \n/ModDate (D:20231114221320Z00'00') \n"
+      "/Producer (Kelmo PDF Forge Version 3.1.0.1210) \n/Subject (\xFE\xFF) \n/Title (\xFE\xFF) "
+      "\n>>\nendobj\n");
 
   // File order: 2, 3, 4, content, page, then the tree, catalog and info.
   EXPECT_LT(pdf.find("6 0 obj"), pdf.find("1 0 obj"));
@@ -137,7 +112,8 @@ TEST_F(PrintJob, OnePageFileHasExactlyTheWritersBytes) {
     EXPECT_EQ(pdf.compare(std::stoul(entry.substr(0, 10)), 8, std::to_string(n) + " 0 obj\n"), 0) << n;
   }
   std::string trailer = pdf.substr(table + 29 + 160);
-  EXPECT_EQ(trailer, "trailer\n<</Size 9 /Root 7 0 R /Info 8 0 R>>\nstartxref\n" + std::to_string(table) + "\n%%EOF");
+  EXPECT_EQ(trailer,
+            "trailer\n<</Size 9 /Root 7 0 R /Info 8 0 R>>\nstartxref\n" + std::to_string(table) + "\n%%EOF");
 }
 
 TEST_F(PrintJob, PagesAreListedInPrintOrderAndNumbered) {
@@ -163,16 +139,6 @@ TEST_F(PrintJob, VersionSettingChoosesTheHeader) {
   EXPECT_EQ(none.substr(0, 33), "2 0 obj\n[/ICCBased 3 0 R]\nendobj\n");
 }
 
-TEST_F(PrintJob, PdfaFilesCarryTheLongHeaderAndAnIdPair) {
-  snk::host::SetRegistryOverlayDword(UserKey(), u"PDFA1B", 1);
-  setenv("SNK_UUID_FIXED", "0f1e2d3c-4b5a-6978-8796-a5b4c3d2e1f0", 1);
-  std::string pdf = PrintPages(1);
-  unsetenv("SNK_UUID_FIXED");
-  EXPECT_EQ(pdf.substr(0, 24), "%PDF-1.4\n%\x81\x82\x83\x84\n\x8E\x9D\xA3\xB4\xC5\xD6\xE7\xF8\n");
-  EXPECT_NE(pdf.find("/ID [<0f1e2d3c4b5a69788796a5b4c3d2e1f0><0f1e2d3c4b5a69788796a5b4c3d2e1f0>]>>\nstartxref"),
-            std::string::npos);
-}
-
 TEST_F(PrintJob, SameJobTwiceGivesTheSameBytes) {
   std::string first = PrintPages(2);
   std::string second = PrintPages(2);
@@ -182,14 +148,7 @@ TEST_F(PrintJob, SameJobTwiceGivesTheSameBytes) {
 
 TEST_F(PrintJob, CancellingTheSaveDialogWritesNothingAndAllCallsSucceed) {
   snk::host::SetUiPolicy({});  // no answer: the dialog is cancelled
-  EngineJob job(*driver_);
-  std::string error;
-  ASSERT_TRUE(job.Enable(A4(), u"Test Printer", printer_, &error)) << error;
-  EXPECT_TRUE(job.StartDoc(u"Report", 1));
-  EXPECT_TRUE(job.StartPage());
-  EXPECT_TRUE(job.SendPage());
-  EXPECT_TRUE(job.EndDoc());
-  job.Disable();
+  EXPECT_EQ(PrintPages(1), "");
   EXPECT_TRUE(boxes_.empty());
   EXPECT_FALSE(std::filesystem::exists(Dir() / "out.pdf"));
 }
@@ -249,7 +208,8 @@ TEST_F(PrintJob, OutsideProgramsFindTheResultBesideTheUsersSettings) {
     if (RegOpenKeyExW(HKEY_CURRENT_USER, key.c_str(), 0, KEY_ALL_ACCESS, &handle) != 0) return u"(no key)";
     char16_t text[300] = {};
     DWORD type = 0, size = sizeof text - 2;
-    LSTATUS status = RegQueryValueExW(handle, u"FileName", nullptr, &type, reinterpret_cast<BYTE*>(text), &size);
+    LSTATUS status =
+        RegQueryValueExW(handle, u"FileName", nullptr, &type, reinterpret_cast<BYTE*>(text), &size);
     RegCloseKey(handle);
     return status == 0 ? std::u16string(text) : u"(none)";
   };

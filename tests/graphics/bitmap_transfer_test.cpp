@@ -298,7 +298,6 @@ TEST_F(BitmapTransfer, QueueBelowTheLimitIsPlacedOneByOneBeforeTheNextFill) {
     expected += Placement(c.left, c.top, c.right, c.bottom, 504 + i);
   }
   ASSERT_EQ(content.substr(0, expected.size()), expected);
-  EXPECT_EQ(content.substr(0, 58), std::string(kPageStart) + "q 0.96 0 0 0.96 2.4 838.32 cm /Im504 Do Q\n");
   EXPECT_NE(content.find("f* \n", expected.size()), std::string::npos);
   EXPECT_EQ(CountOf(content, " Do Q\n"), 499u);
   EXPECT_EQ(Object(pdf, 5), "");  // numbers of the capture stay unused
@@ -330,7 +329,6 @@ TEST_F(BitmapTransfer, TheFiveHundredthImageMergesTheQueueIntoOne) {
   }
   expected += "W n\n46.56 0 0 58.56 2.4 780.72 cm\n/Im505 Do Q\n";
   EXPECT_EQ(content, expected);
-  EXPECT_EQ(content.substr(16, 30), "q\n2.4 838.32 0.96 0.96 re\n4.8 ");
 
   std::string image = Object(pdf, 505);
   ASSERT_NE(image.find("/Width 194 \n"), std::string::npos) << image.substr(0, 200);
@@ -523,8 +521,8 @@ TEST_F(BitmapTransferEngine, EntriesLeaveTheirTargetsToTheSurface) {
                                                               COLORONCOLOR));
   });
   // Two areas at the page's end (banding would make more of them).
-  EXPECT_EQ(ContentOfFirstPage(pdf), std::string(kPageStart) + Placement(100, 100, 104, 103, 5) +
-                                         Placement(195, 100, 210, 120, 6));
+  EXPECT_EQ(ContentOfFirstPage(pdf),
+            std::string(kPageStart) + Placement(100, 100, 104, 103, 5) + Placement(195, 100, 210, 120, 6));
 }
 
 }  // namespace

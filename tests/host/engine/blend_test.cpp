@@ -11,6 +11,7 @@
 #include "host/engine/region.h"
 #include "host/engine/xlate.h"
 #include "platform/winddi.h"
+#include "tests/host/engine/engine_bitmap.h"
 
 namespace snk::engine {
 namespace {
@@ -19,10 +20,10 @@ constexpr uint32_t kWhite = 0xFFFFFF, kRed = 0x0000FF, kGreen = 0x00FF00, kBlue 
 
 TRIVERTEX Vertex(LONG x, LONG y, USHORT r = 0, USHORT g = 0, USHORT b = 0) { return {x, y, r, g, b, 0}; }
 
-// An engine bitmap; for sources, `words` fill the rows from the top, placed
+// A source bitmap of the engine; `words` fill the rows from the top, placed
 // in memory by hand so that bottom-up storage is checked too.
-struct Bitmap {
-  Bitmap(LONG cx, LONG cy, ULONG format, std::vector<uint32_t> words = {}, bool topDown = true) {
+struct Source {
+  Source(LONG cx, LONG cy, ULONG format, std::vector<uint32_t> words = {}, bool topDown = true) {
     int bytes = format == BMF_8BPP ? 1 : format == BMF_24BPP ? 3 : 4;
     LONG stride = (cx * bytes + 3) & ~3;
     handle = EngCreateBitmap(SIZEL{cx, cy}, stride, format, topDown ? BMF_TOPDOWN : 0, nullptr);
@@ -33,7 +34,7 @@ struct Bitmap {
                   bytes);
     }
   }
-  ~Bitmap() {
+  ~Source() {
     if (so) EngUnlockSurface(so);
     if (handle) EngDeleteSurface(reinterpret_cast<HSURF>(handle));
   }
@@ -43,43 +44,30 @@ struct Bitmap {
 
 class BlendTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    ASSERT_NE(page_.so, nullptr);
-    Clear(kWhite);
-  }
-
-  uint8_t* At(int x, int y) {
-    return static_cast<uint8_t*>(page_.so->pvScan0) + y * page_.so->lDelta + x * 3;
-  }
-  uint32_t Get(int x, int y) { return At(x, y)[0] | At(x, y)[1] << 8 | At(x, y)[2] << 16; }
-  void Put(int x, int y, uint32_t color) { std::memcpy(At(x, y), &color, 3); }
-  void Clear(uint32_t color) {
-    for (int i = 0; i < 1600; ++i) Put(i % 40, i / 40, color);
-  }
-  int Count(uint32_t color) {
-    int n = 0;
-    for (int i = 0; i < 1600; ++i) n += Get(i % 40, i / 40) == color;
-    return n;
-  }
+  void SetUp() override { ASSERT_NE(page_.so(), nullptr); }
+  uint32_t Get(int x, int y) { return page_.Get(x, y); }
+  void Put(int x, int y, uint32_t color) { page_.Set(x, y, color); }
+  void Clear(uint32_t color) { page_.Clear(color); }
+  int Count(uint32_t color) { return page_.Count(color); }
 
   BOOL Gradient(std::vector<TRIVERTEX> v, const void* mesh, ULONG count, ULONG mode, CLIPOBJ* clip = nullptr,
                 RECTL* extents = nullptr) {
-    return EngGradientFill(page_.so, clip, nullptr, v.data(), ULONG(v.size()), const_cast<void*>(mesh), count,
-                           extents, nullptr, mode);
+    return EngGradientFill(page_.so(), clip, nullptr, v.data(), ULONG(v.size()), const_cast<void*>(mesh),
+                           count, extents, nullptr, mode);
   }
   BOOL Triangle(std::vector<TRIVERTEX> v, GRADIENT_TRIANGLE t = {0, 1, 2}) {
     return Gradient(v, &t, 1, GRADIENT_FILL_TRIANGLE);
   }
-  BOOL Alpha(Bitmap& src, HostXlate& xlate, RECTL dst, RECTL from, BYTE alpha, BYTE format,
+  BOOL Alpha(Source& src, HostXlate& xlate, RECTL dst, RECTL from, BYTE alpha, BYTE format,
              CLIPOBJ* clip = nullptr) {
     BLENDOBJ blend{{AC_SRC_OVER, 0, alpha, format}};
-    return EngAlphaBlend(page_.so, src.so, clip, &xlate.xo, &dst, &from, &blend);
+    return EngAlphaBlend(page_.so(), src.so, clip, &xlate.xo, &dst, &from, &blend);
   }
-  BOOL Keyed(Bitmap& src, HostXlate& xlate, RECTL dst, RECTL from, ULONG key, CLIPOBJ* clip = nullptr) {
-    return EngTransparentBlt(page_.so, src.so, clip, &xlate.xo, &dst, &from, key, 0);
+  BOOL Keyed(Source& src, HostXlate& xlate, RECTL dst, RECTL from, ULONG key, CLIPOBJ* clip = nullptr) {
+    return EngTransparentBlt(page_.so(), src.so, clip, &xlate.xo, &dst, &from, key, 0);
   }
 
-  Bitmap page_{40, 40, BMF_24BPP};
+  Page page_{40, 40};
 };
 
 TEST_F(BlendTest, RectGradientsRunPerColumnOrRow) {
@@ -218,14 +206,14 @@ TEST_F(BlendTest, BadMeshesAndDeviceSurfaces) {
   RECTL r{0, 0, 4, 4};
   BLENDOBJ blend{{AC_SRC_OVER, 0, 255, 0}};
   EXPECT_TRUE(EngGradientFill(so, nullptr, nullptr, v.data(), 3, rects, 1, nullptr, nullptr, 0));
-  EXPECT_TRUE(EngAlphaBlend(so, page_.so, nullptr, nullptr, &r, &r, &blend));
-  EXPECT_TRUE(EngTransparentBlt(so, page_.so, nullptr, nullptr, &r, &r, 0, 0));
+  EXPECT_TRUE(EngAlphaBlend(so, page_.so(), nullptr, nullptr, &r, &r, &blend));
+  EXPECT_TRUE(EngTransparentBlt(so, page_.so(), nullptr, nullptr, &r, &r, 0, 0));
   EngUnlockSurface(so);
   EngDeleteSurface(device);
 }
 
 TEST_F(BlendTest, ConstantAlphaMixesAndRounds) {
-  Bitmap src(1, 1, BMF_32BPP, {0x00C86400});  // R 200, G 100, B 0
+  Source src(1, 1, BMF_32BPP, {0x00C86400});  // R 200, G 100, B 0
   HostXlate xlate = HostXlate::Bgr(32);
   // (200*128 + 255*127) / 255 = 227.4, 177.2, 127.
   ASSERT_TRUE(Alpha(src, xlate, {0, 0, 1, 1}, {0, 0, 1, 1}, 128, 0));
@@ -242,7 +230,7 @@ TEST_F(BlendTest, ConstantAlphaMixesAndRounds) {
 TEST_F(BlendTest, PerPixelAlphaIsPremultiplied) {
   // Alpha 128 (R 100, G 50, B 0); alpha 0 with colour, which adds and is
   // clamped; opaque.
-  Bitmap src(3, 1, BMF_32BPP, {0x80643200, 0x00C80A00, 0xFF102030});
+  Source src(3, 1, BMF_32BPP, {0x80643200, 0x00C80A00, 0xFF102030});
   HostXlate xlate = HostXlate::Bgr(32);
   Clear(0xC8C8C8);
   // S + D*(1 - As/255) with D = 200.
@@ -254,7 +242,7 @@ TEST_F(BlendTest, PerPixelAlphaIsPremultiplied) {
   ASSERT_TRUE(Alpha(src, xlate, {0, 1, 1, 2}, {0, 0, 1, 1}, 128, AC_SRC_ALPHA));
   EXPECT_EQ(Get(0, 1), 0x96AFC8u);  // 199.8, 174.7, 149.6
   // Per-pixel alpha needs a 32-bit source.
-  Bitmap indexed(1, 1, BMF_8BPP);
+  Source indexed(1, 1, BMF_8BPP);
   uint32_t palette[1] = {kRed};
   HostXlate table = HostXlate::Indexed(palette);
   EXPECT_FALSE(Alpha(indexed, table, {0, 2, 1, 3}, {0, 0, 1, 1}, 255, AC_SRC_ALPHA));
@@ -262,7 +250,7 @@ TEST_F(BlendTest, PerPixelAlphaIsPremultiplied) {
 }
 
 TEST_F(BlendTest, AlphaStretchesAndMirrors) {
-  Bitmap src(2, 1, BMF_8BPP, {1, 2});
+  Source src(2, 1, BMF_8BPP, {1, 2});
   uint32_t palette[3] = {0, kRed, kBlue};
   HostXlate xlate = HostXlate::Indexed(palette);
   // The target's edges come swapped: the copy is flipped left to right.
@@ -281,7 +269,7 @@ TEST_F(BlendTest, AlphaStretchesAndMirrors) {
 TEST_F(BlendTest, ColourKeysCompareSourceWords) {
   // Indexed: index 1 is the key (bits above the depth do not count); index
   // 3 has the key's colour but is copied. Stretched two to one.
-  Bitmap indexed(4, 1, BMF_8BPP, {0, 1, 2, 3});
+  Source indexed(4, 1, BMF_8BPP, {0, 1, 2, 3});
   uint32_t palette[4] = {kRed, kGreen, kBlue, kGreen};
   HostXlate table = HostXlate::Indexed(palette);
   ASSERT_TRUE(Keyed(indexed, table, {0, 0, 8, 2}, {0, 0, 4, 1}, 0x101));
@@ -291,7 +279,7 @@ TEST_F(BlendTest, ColourKeysCompareSourceWords) {
 
   // True colour: the colour bytes count, not the unused top byte (blue,
   // the red key, the key with a top byte, almost red).
-  Bitmap bgr(4, 1, BMF_32BPP, {0x000000FF, 0x00FF0000, 0x80FF0000, 0x00FF0001});
+  Source bgr(4, 1, BMF_32BPP, {0x000000FF, 0x00FF0000, 0x80FF0000, 0x00FF0001});
   HostXlate swap = HostXlate::Bgr(32);
   ASSERT_TRUE(Keyed(bgr, swap, {0, 5, 4, 6}, {0, 0, 4, 1}, 0x00FF0000));
   EXPECT_EQ(Get(0, 5), kBlue);
@@ -299,14 +287,14 @@ TEST_F(BlendTest, ColourKeysCompareSourceWords) {
   EXPECT_EQ(Get(2, 5), kWhite);
   EXPECT_EQ(Get(3, 5), 0x0100FFu);
   // Bit fields (5-5-5): the unused top bit does not count either.
-  Bitmap fields(2, 1, BMF_32BPP, {0x801F, 0x001E});
+  Source fields(2, 1, BMF_32BPP, {0x801F, 0x001E});
   HostXlate masks = HostXlate::Bitfields(32, 0x7C00, 0x03E0, 0x001F);
   ASSERT_TRUE(Keyed(fields, masks, {0, 6, 2, 7}, {0, 0, 2, 1}, 0x001F));
   EXPECT_EQ(Get(0, 6), kWhite);
   EXPECT_NE(Get(1, 6), kWhite);
 
   // A bottom-up source: its first row in memory is the bottom one.
-  Bitmap up(1, 2, BMF_8BPP, {2, 3}, false);
+  Source up(1, 2, BMF_8BPP, {2, 3}, false);
   ASSERT_TRUE(Keyed(up, table, {20, 20, 21, 22}, {0, 0, 1, 2}, 0));
   EXPECT_EQ(Get(20, 20), kBlue);
   EXPECT_EQ(Get(20, 21), kGreen);
@@ -315,7 +303,7 @@ TEST_F(BlendTest, ColourKeysCompareSourceWords) {
 TEST_F(BlendTest, BlitsFromSourceAreClipped) {
   std::vector<RECTL> rects = {{0, 0, 10, 10}, {20, 20, 30, 30}};
   HostClip clip(Region::FromRects(rects), nullptr, 1);
-  Bitmap src(1, 1, BMF_8BPP, {0});
+  Source src(1, 1, BMF_8BPP, {0});
   uint32_t palette[2] = {kRed, kBlue};
   HostXlate xlate = HostXlate::Indexed(palette);
   ASSERT_TRUE(Alpha(src, xlate, {0, 0, 40, 40}, {0, 0, 1, 1}, 255, 0, &clip.co));

@@ -15,6 +15,7 @@
 #include "host/engine/region.h"
 #include "host/engine/xlate.h"
 #include "platform/winddi.h"
+#include "tests/host/engine/engine_bitmap.h"
 
 namespace snk::engine {
 namespace {
@@ -24,52 +25,6 @@ constexpr uint32_t kGreen = 0x00FF00;
 constexpr uint32_t kBlue = 0xFF0000;
 constexpr uint32_t kWhite = 0xFFFFFF;
 constexpr uint32_t kBlack = 0x000000;
-
-// A bitmap made by EngCreateBitmap and locked, deleted at the end.
-class Bitmap {
- public:
-  Bitmap(LONG cx, LONG cy, LONG stride, ULONG format, FLONG flags, void* bits = nullptr) {
-    handle_ = EngCreateBitmap(SIZEL{cx, cy}, stride, format, flags, bits);
-    if (handle_) so_ = EngLockSurface(reinterpret_cast<HSURF>(handle_));
-  }
-  ~Bitmap() {
-    if (so_) EngUnlockSurface(so_);
-    if (handle_) EngDeleteSurface(reinterpret_cast<HSURF>(handle_));
-  }
-  Bitmap(const Bitmap&) = delete;
-  Bitmap& operator=(const Bitmap&) = delete;
-
-  SURFOBJ* so() const { return so_; }
-  uint8_t* Row(int y) const { return static_cast<uint8_t*>(so_->pvScan0) + y * so_->lDelta; }
-
- private:
-  HBITMAP handle_ = nullptr;
-  SURFOBJ* so_ = nullptr;
-};
-
-// A 24-bit RGB bitmap as the page surface is, with pixel access.
-class Page : public Bitmap {
- public:
-  Page(LONG cx, LONG cy) : Bitmap(cx, cy, (cx * 3 + 3) & ~3, BMF_24BPP, BMF_TOPDOWN) { Clear(kWhite); }
-  uint32_t Get(int x, int y) const {
-    const uint8_t* p = Row(y) + x * 3;
-    return p[0] | p[1] << 8 | p[2] << 16;
-  }
-  void Set(int x, int y, uint32_t c) {
-    uint8_t* p = Row(y) + x * 3;
-    p[0] = uint8_t(c), p[1] = uint8_t(c >> 8), p[2] = uint8_t(c >> 16);
-  }
-  void Clear(uint32_t c) {
-    for (int y = 0; y < so()->sizlBitmap.cy; ++y)
-      for (int x = 0; x < so()->sizlBitmap.cx; ++x) Set(x, y, c);
-  }
-  // The row's pixels as colour words.
-  std::vector<uint32_t> Line(int y, int x0, int x1) const {
-    std::vector<uint32_t> out;
-    for (int x = x0; x < x1; ++x) out.push_back(Get(x, y));
-    return out;
-  }
-};
 
 // ---------------------------------------------------------------- xlate
 
@@ -192,29 +147,19 @@ TEST(SourceBitmapTest, ReadsEveryDepthTopDownAndBottomUp) {
     HostXlate xlate;
     uint32_t expect[2][2];  // [y][x]
   };
+  // clang-format off
   Case cases[] = {
       {BMF_1BPP, 4, {0x40, 0, 0, 0}, {0x80, 0, 0, 0}, indexed, {{kBlack, kWhite}, {kWhite, kBlack}}},
       {BMF_4BPP, 4, {0x23, 0, 0, 0}, {0x45, 0, 0, 0}, indexed, {{kRed, kGreen}, {kBlue, 0x010203}}},
       {BMF_8BPP, 4, {5, 2, 0, 0}, {9, 0, 0, 0}, indexed, {{0x010203, kRed}, {kBlack, kBlack}}},
-      {BMF_16BPP,
-       4,
-       {0x00, 0x7C, 0x1F, 0x00},
-       {0xE0, 0x03, 0xFF, 0x7F},
-       HostXlate::Bitfields(16, 0x7C00, 0x03E0, 0x001F),
-       {{kRed, kBlue}, {kGreen, kWhite}}},
-      {BMF_24BPP,
-       8,
-       {1, 2, 3, 4, 5, 6, 0, 0},
-       {7, 8, 9, 10, 11, 12, 0, 0},
-       HostXlate::Bgr(24),
+      {BMF_16BPP, 4, {0x00, 0x7C, 0x1F, 0x00}, {0xE0, 0x03, 0xFF, 0x7F},
+       HostXlate::Bitfields(16, 0x7C00, 0x03E0, 0x001F), {{kRed, kBlue}, {kGreen, kWhite}}},
+      {BMF_24BPP, 8, {1, 2, 3, 4, 5, 6, 0, 0}, {7, 8, 9, 10, 11, 12, 0, 0}, HostXlate::Bgr(24),
        {{0x010203, 0x040506}, {0x070809, 0x0A0B0C}}},
-      {BMF_32BPP,
-       8,
-       {1, 2, 3, 0xFF, 4, 5, 6, 0xFF},
-       {7, 8, 9, 0, 10, 11, 12, 0},
-       HostXlate::Bgr(32),
+      {BMF_32BPP, 8, {1, 2, 3, 0xFF, 4, 5, 6, 0xFF}, {7, 8, 9, 0, 10, 11, 12, 0}, HostXlate::Bgr(32),
        {{0x010203, 0x040506}, {0x070809, 0x0A0B0C}}},
   };
+  // clang-format on
   for (Case& c : cases) {
     std::vector<uint8_t> down = c.row0, up = c.row1;
     down.insert(down.end(), c.row1.begin(), c.row1.end());

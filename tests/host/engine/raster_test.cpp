@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <vector>
 
 #include "host/engine/brush.h"
@@ -13,6 +14,7 @@
 #include "host/engine/region.h"
 #include "host/engine/xform.h"
 #include "platform/winddi.h"
+#include "tests/host/engine/engine_bitmap.h"
 
 namespace snk::engine {
 namespace {
@@ -49,43 +51,14 @@ HostPath Rect(double left, double top, double right, double bottom) {
 class RasterTest : public ::testing::Test {
  protected:
   void SetUp() override { Make(40, 40); }
-  void TearDown() override {
-    EngUnlockSurface(so_);
-    EngDeleteSurface(reinterpret_cast<HSURF>(bitmap_));
-  }
-
   void Make(LONG cx, LONG cy) {
-    if (so_) TearDown();
-    LONG stride = (cx * 3 + 3) & ~3;
-    bitmap_ = EngCreateBitmap(SIZEL{cx, cy}, stride, BMF_24BPP, BMF_TOPDOWN, nullptr);
-    ASSERT_NE(bitmap_, nullptr);
-    so_ = EngLockSurface(reinterpret_cast<HSURF>(bitmap_));
+    page_ = std::make_unique<Page>(cx, cy);
+    so_ = page_->so();
     ASSERT_NE(so_, nullptr);
-    Clear(kWhite);
   }
-
-  uint8_t* At(int x, int y) { return static_cast<uint8_t*>(so_->pvScan0) + y * so_->lDelta + x * 3; }
-  uint32_t Get(int x, int y) {
-    uint8_t* p = At(x, y);
-    return p[0] | p[1] << 8 | p[2] << 16;
-  }
-  void Clear(uint32_t color) {
-    for (int y = 0; y < so_->sizlBitmap.cy; ++y) {
-      for (int x = 0; x < so_->sizlBitmap.cx; ++x) {
-        uint8_t* p = At(x, y);
-        p[0] = uint8_t(color);
-        p[1] = uint8_t(color >> 8);
-        p[2] = uint8_t(color >> 16);
-      }
-    }
-  }
-  int Count(uint32_t color) {
-    int n = 0;
-    for (int y = 0; y < so_->sizlBitmap.cy; ++y) {
-      for (int x = 0; x < so_->sizlBitmap.cx; ++x) n += Get(x, y) == color;
-    }
-    return n;
-  }
+  uint32_t Get(int x, int y) { return page_->Get(x, y); }
+  void Clear(uint32_t color) { page_->Clear(color); }
+  int Count(uint32_t color) { return page_->Count(color); }
 
   BOOL Fill(HostPath& path, HostBrush& brush, MIX mix, FLONG options = FP_ALTERNATEMODE,
             CLIPOBJ* clip = nullptr, POINTL* origin = nullptr) {
@@ -116,7 +89,7 @@ class RasterTest : public ::testing::Test {
     return attrs;
   }
 
-  HBITMAP bitmap_ = nullptr;
+  std::unique_ptr<Page> page_;
   SURFOBJ* so_ = nullptr;
 };
 

@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "driver_page.h"
 #include "host/gdi/driver_target.h"
 #include "host/gdi/emf_player.h"
 #include "host/gdi/emf_records.h"
-#include "tests/graphics/driver_page.h"
 #include "tools/sample_job/emf_writer.h"
 
 namespace snk::gdi {

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstring>
+#include <functional>
 
 #include "host/gdi/emf_player.h"
 #include "host/gdi/emf_records.h"
@@ -43,64 +44,48 @@ TEST(DeviceContext, MappingModesAndWorldTransformsPlacePoints) {
     LONG surface;
     Pts expected;
   };
+  // clang-format off
   const Case cases[] = {
       {"text", [](EmfWriter&) {}, 1000, {{10, 10}, {50, 10}, {10, 40}}},
       {"page twice the reference", [](EmfWriter&) {}, 2000, {{20, 20}, {100, 20}, {20, 80}}},
-      {"anisotropic",
-       [](EmfWriter& w) {
+      {"anisotropic", [](EmfWriter& w) {
          w.SetMapMode(kMmAnisotropic);
          w.SetWindowOrgEx(10, 10);
          w.SetWindowExtEx(100, 100);
          w.SetViewportOrgEx(500, 500);
-         w.SetViewportExtEx(200, -100);
-       },
-       1000,
-       {{500, 500}, {580, 500}, {500, 470}}},
-      {"lometric flips y",
-       [](EmfWriter& w) {
+         w.SetViewportExtEx(200, -100); },
+       1000, {{500, 500}, {580, 500}, {500, 470}}},
+      {"lometric flips y", [](EmfWriter& w) {
          w.SetMapMode(2);  // 0.1 mm = 1 pixel here
-         w.SetViewportOrgEx(0, 500);
-       },
-       1000,
-       {{10, 490}, {50, 490}, {10, 460}}},
-      {"world scale and move",
-       [](EmfWriter& w) {
+         w.SetViewportOrgEx(0, 500); },
+       1000, {{10, 490}, {50, 490}, {10, 460}}},
+      {"world scale and move", [](EmfWriter& w) {
          const float m[6] = {2, 0, 0, 3, 100, 200};
-         w.SetWorldTransform(m);
-       },
-       1000,
-       {{120, 230}, {200, 230}, {120, 320}}},
-      {"modify: right multiply follows the current",
-       [](EmfWriter& w) {
-         const float scale[6] = {2, 0, 0, 2, 0, 0};
-         const float move[6] = {1, 0, 0, 1, 5, 7};
+         w.SetWorldTransform(m); },
+       1000, {{120, 230}, {200, 230}, {120, 320}}},
+      {"modify: right multiply follows the current", [](EmfWriter& w) {
+         const float scale[6] = {2, 0, 0, 2, 0, 0}, move[6] = {1, 0, 0, 1, 5, 7};
          w.SetWorldTransform(scale);
-         w.ModifyWorldTransform(move, 3);
-       },
-       1000,
-       {{25, 27}, {105, 27}, {25, 87}}},
-      {"modify: left multiply comes first",
-       [](EmfWriter& w) {
-         const float scale[6] = {2, 0, 0, 2, 0, 0};
-         const float move[6] = {1, 0, 0, 1, 5, 7};
+         w.ModifyWorldTransform(move, 3); },
+       1000, {{25, 27}, {105, 27}, {25, 87}}},
+      {"modify: left multiply comes first", [](EmfWriter& w) {
+         const float scale[6] = {2, 0, 0, 2, 0, 0}, move[6] = {1, 0, 0, 1, 5, 7};
          w.SetWorldTransform(scale);
-         w.ModifyWorldTransform(move, 2);
-       },
-       1000,
-       {{30, 34}, {110, 34}, {30, 94}}},
+         w.ModifyWorldTransform(move, 2); },
+       1000, {{30, 34}, {110, 34}, {30, 94}}},
       // Recorded bounds that lie mostly outside the frame start the page.
-      {"bounds above the frame", [](EmfWriter& w) { w.SetBounds({-600, -500, -201, -101}); }, 1000,
-       {{610, 510}, {650, 510}, {610, 540}}},
+      {"bounds above the frame", [](EmfWriter& w) { w.SetBounds({-600, -500, -201, -101}); },
+       1000, {{610, 510}, {650, 510}, {610, 540}}},
       {"bounds larger than the frame shrink the drawing",
-       [](EmfWriter& w) { w.SetBounds({-1500, -1500, 499, 499}); }, 1000,
-       {{755, 755}, {775, 755}, {755, 770}}},
-      {"bounds mostly inside leave the frame",
-       [](EmfWriter& w) { w.SetBounds({-100, -100, 899, 899}); }, 1000,
-       {{10, 10}, {50, 10}, {10, 40}}},
+       [](EmfWriter& w) { w.SetBounds({-1500, -1500, 499, 499}); },
+       1000, {{755, 755}, {775, 755}, {755, 770}}},
+      {"bounds mostly inside leave the frame", [](EmfWriter& w) { w.SetBounds({-100, -100, 899, 899}); },
+       1000, {{10, 10}, {50, 10}, {10, 40}}},
       {"bounds far larger than the frame are not trusted",
-       [](EmfWriter& w) { w.SetBounds({-90000, -90000, -80000, -80000}); }, 1000,
-       {{10, 10}, {50, 10}, {10, 40}}},
+       [](EmfWriter& w) { w.SetBounds({-90000, -90000, -80000, -80000}); },
+       1000, {{10, 10}, {50, 10}, {10, 40}}},
   };
+  // clang-format on
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     EmfWriter w = Page();
@@ -308,64 +293,42 @@ TEST(DeviceContext, ClipRecordsBuildRegions) {
   const RECTL b{200, 200, 400, 400};
   struct Case {
     const char* name;
-    void (*setup)(EmfWriter&);
+    std::function<void(EmfWriter&)> setup;
     Region expected;
   };
+  using engine::RegionOp;
+  // Two rectangles, combined by mode `m`.
+  auto two = [](int m) {
+    return [m](EmfWriter& w) {
+      w.ExtSelectClipRgn(std::vector<RECTL>{{100, 100, 300, 300}}, 5);
+      w.ExtSelectClipRgn(std::vector<RECTL>{{200, 200, 400, 400}}, m);
+    };
+  };
+  // clang-format off
   const Case cases[] = {
-      {"intersect",
-       [](EmfWriter& w) {
-         w.RectRecord(EMR_INTERSECTCLIPRECT, {100, 100, 300, 300});
-       },
+      {"intersect", [](EmfWriter& w) { w.RectRecord(EMR_INTERSECTCLIPRECT, {100, 100, 300, 300}); },
        Region(a)},
-      {"exclude",
-       [](EmfWriter& w) {
-         w.RectRecord(EMR_EXCLUDECLIPRECT, {100, 100, 300, 300});
-       },
-       Region({0, 0, 1000, 1000}).Combine(Region(a), engine::RegionOp::Diff)},
-      {"and",
-       [](EmfWriter& w) {
+      {"exclude", [](EmfWriter& w) { w.RectRecord(EMR_EXCLUDECLIPRECT, {100, 100, 300, 300}); },
+       Region({0, 0, 1000, 1000}).Combine(Region(a), RegionOp::Diff)},
+      {"and", two(1), Region(a).Combine(Region(b), RegionOp::And)},
+      {"or", two(2), Region(a).Combine(Region(b), RegionOp::Or)},
+      {"xor", two(3), Region(a).Combine(Region(b), RegionOp::Xor)},
+      {"diff", two(4), Region(a).Combine(Region(b), RegionOp::Diff)},
+      {"copy without data resets", [](EmfWriter& w) {
          w.ExtSelectClipRgn(std::vector<RECTL>{{100, 100, 300, 300}}, 5);
-         w.ExtSelectClipRgn(std::vector<RECTL>{{200, 200, 400, 400}}, 1);
-       },
-       Region(a).Combine(Region(b), engine::RegionOp::And)},
-      {"or",
-       [](EmfWriter& w) {
-         w.ExtSelectClipRgn(std::vector<RECTL>{{100, 100, 300, 300}}, 5);
-         w.ExtSelectClipRgn(std::vector<RECTL>{{200, 200, 400, 400}}, 2);
-       },
-       Region(a).Combine(Region(b), engine::RegionOp::Or)},
-      {"xor",
-       [](EmfWriter& w) {
-         w.ExtSelectClipRgn(std::vector<RECTL>{{100, 100, 300, 300}}, 5);
-         w.ExtSelectClipRgn(std::vector<RECTL>{{200, 200, 400, 400}}, 3);
-       },
-       Region(a).Combine(Region(b), engine::RegionOp::Xor)},
-      {"diff",
-       [](EmfWriter& w) {
-         w.ExtSelectClipRgn(std::vector<RECTL>{{100, 100, 300, 300}}, 5);
-         w.ExtSelectClipRgn(std::vector<RECTL>{{200, 200, 400, 400}}, 4);
-       },
-       Region(a).Combine(Region(b), engine::RegionOp::Diff)},
-      {"copy without data resets",
-       [](EmfWriter& w) {
-         w.ExtSelectClipRgn(std::vector<RECTL>{{100, 100, 300, 300}}, 5);
-         w.ExtSelectClipRgn({}, 5);
-       },
+         w.ExtSelectClipRgn({}, 5); },
        Region({0, 0, 1000, 1000})},
-      {"meta region stays under a new clip",
-       [](EmfWriter& w) {
+      {"meta region stays under a new clip", [](EmfWriter& w) {
          w.RectRecord(EMR_INTERSECTCLIPRECT, {100, 100, 300, 300});
          w.Bare(EMR_SETMETARGN);
-         w.ExtSelectClipRgn(std::vector<RECTL>{{200, 200, 400, 400}}, 5);
-       },
-       Region(a).Combine(Region(b), engine::RegionOp::And)},
-      {"offset",
-       [](EmfWriter& w) {
+         w.ExtSelectClipRgn(std::vector<RECTL>{{200, 200, 400, 400}}, 5); },
+       Region(a).Combine(Region(b), RegionOp::And)},
+      {"offset", [](EmfWriter& w) {
          w.RectRecord(EMR_INTERSECTCLIPRECT, {100, 100, 300, 300});
-         w.State(EMR_OFFSETCLIPRGN, {100, 100});
-       },
+         w.State(EMR_OFFSETCLIPRGN, {100, 100}); },
        Region(b)},
   };
+  // clang-format on
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     EmfWriter w = Page();

@@ -79,27 +79,19 @@ TEST(DibSource, IndexedDepthsKeepTheirFormatAndPalette) {
     ULONG format;
     bool topDown;
     std::vector<uint32_t> colors;
-  } cases[] = {
+  };
+  // clang-format off
+  const Case cases[] = {
       // 3 x 2, bottom-up: the last stored row is the top one.
-      {"1-bit",
-       EmfWriter::BitmapInfo(3, 2, 1, 0, two),
-       Raw({0b01000000, 0, 0, 0, 0b10100000, 0, 0, 0}),
-       BMF_1BPP,
-       false,
-       {kBlue, kRed, kBlue, kRed, kBlue, kRed}},
-      {"4-bit top-down",
-       EmfWriter::BitmapInfo(3, -2, 4, 0, sixteen),
-       Raw({0x12, 0x30, 0, 0, 0x45, 0x10, 0, 0}),
-       BMF_4BPP,
-       true,
+      {"1-bit", EmfWriter::BitmapInfo(3, 2, 1, 0, two), Raw({0b01000000, 0, 0, 0, 0b10100000, 0, 0, 0}),
+       BMF_1BPP, false, {kBlue, kRed, kBlue, kRed, kBlue, kRed}},
+      {"4-bit top-down", EmfWriter::BitmapInfo(3, -2, 4, 0, sixteen),
+       Raw({0x12, 0x30, 0, 0, 0x45, 0x10, 0, 0}), BMF_4BPP, true,
        {kRed, kGreen, kBlue, kWhite, 0x123456, kRed}},
-      {"8-bit with clrUsed 2",
-       EmfWriter::BitmapInfo(2, 1, 8, 0, two),
-       Raw({1, 0, 0, 0}),
-       BMF_8BPP,
-       false,
+      {"8-bit with clrUsed 2", EmfWriter::BitmapInfo(2, 1, 8, 0, two), Raw({1, 0, 0, 0}), BMF_8BPP, false,
        {kBlue, kRed}},
   };
+  // clang-format on
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     const auto made = Make(c.info, c.bits);
@@ -119,29 +111,20 @@ TEST(DibSource, DirectDepthsAndBitfields) {
     Bytes info, bits;
     ULONG format;
     std::vector<uint32_t> colors;
-  } cases[] = {
-      {"16-bit 5-5-5",
-       EmfWriter::BitmapInfo(2, 1, 16),
-       Raw({0x00, 0x7C, 0x1F, 0x00}),
-       BMF_16BPP,
+  };
+  // clang-format off
+  const Case cases[] = {
+      {"16-bit 5-5-5", EmfWriter::BitmapInfo(2, 1, 16), Raw({0x00, 0x7C, 0x1F, 0x00}), BMF_16BPP,
        {kRed, kBlue}},
-      {"16-bit 5-6-5 masks after the header",
-       EmfWriter::BitmapInfo(2, 1, 16, BI_BITFIELDS, {}, m565),
-       Raw({0xE0, 0x07, 0x00, 0xF8}),
-       BMF_16BPP,
-       {kGreen, kRed}},
-      {"24-bit",
-       EmfWriter::BitmapInfo(2, 1, 24),
-       Raw({0x30, 0x20, 0x10, 0xFF, 0xFF, 0xFF, 0, 0}),
-       BMF_24BPP,
+      {"16-bit 5-6-5 masks after the header", EmfWriter::BitmapInfo(2, 1, 16, BI_BITFIELDS, {}, m565),
+       Raw({0xE0, 0x07, 0x00, 0xF8}), BMF_16BPP, {kGreen, kRed}},
+      {"24-bit", EmfWriter::BitmapInfo(2, 1, 24), Raw({0x30, 0x20, 0x10, 0xFF, 0xFF, 0xFF, 0, 0}), BMF_24BPP,
        {0x302010, kWhite}},
       {"32-bit", EmfWriter::BitmapInfo(1, 1, 32), Raw({0x01, 0x02, 0x03, 0x80}), BMF_32BPP, {0x010203}},
-      {"32-bit V5 masks",
-       EmfWriter::BitmapInfo(1, 1, 32, BI_BITFIELDS, {}, m32, 124),
-       Raw({0, 0x11, 0x22, 0x33}),
-       BMF_32BPP,
-       {0x332211}},
+      {"32-bit V5 masks", EmfWriter::BitmapInfo(1, 1, 32, BI_BITFIELDS, {}, m32, 124),
+       Raw({0, 0x11, 0x22, 0x33}), BMF_32BPP, {0x332211}},
   };
+  // clang-format on
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     const auto made = Make(c.info, c.bits);

@@ -45,91 +45,36 @@ TEST(EmfBitmaps, BlitsChooseTheEngineEntryBySizeAndOperation) {
     Rect source;  // CopyBits and BitBlt: the origin in the first two
     ROP4 rop;
     ULONG mode;
-  } cases[] = {
-      {"equal size SRCCOPY",
-       [](EmfWriter& w) {
-         w.BitBlt({10, 20, 4, 2}, kSrcCopy, 0, 0, Bitmap());
-       },
-       1000,
-       "copybits",
-       {10, 20, 14, 22},
-       {0, 0, 0, 0},
-       0,
-       0},
-      {"equal size SRCAND",
-       [](EmfWriter& w) {
-         w.BitBlt({10, 20, 4, 2}, kSrcAnd, 1, 1, Bitmap());
-       },
-       1000,
-       "bitblt",
-       // the source from (1, 1) is 3 x 1: the destination is cut with it
-       {10, 20, 13, 21},
-       {1, 1, 0, 0},
-       0x8888,
-       0},
-      {"page scale stretches",
-       [](EmfWriter& w) {
-         w.SetStretchBltMode(HALFTONE);
-         w.BitBlt({10, 20, 4, 2}, kSrcCopy, 0, 0, Bitmap());
-       },
-       2000,
-       "stretchblt",
-       {20, 40, 28, 44},
-       {0, 0, 4, 2},
-       0,
-       HALFTONE},
-      {"stretch with an op",
-       [](EmfWriter& w) {
-         w.StretchBlt({0, 0, 8, 8}, kSrcAnd, {0, 0, 4, 2}, Bitmap());
-       },
-       1000,
-       "stretchbltrop",
-       {0, 0, 8, 8},
-       {0, 0, 4, 2},
-       0x8888,
-       BLACKONWHITE},
-      {"negative width mirrors",
-       [](EmfWriter& w) {
-         w.StretchBlt({100, 0, -4, 2}, kSrcCopy, {0, 0, 4, 2}, Bitmap());
-       },
-       1000,
-       "stretchblt",
-       {100, 0, 96, 2},
-       {0, 0, 4, 2},
-       0,
-       BLACKONWHITE},
-      {"negative source height mirrors",
-       [](EmfWriter& w) {
-         w.StretchBlt({0, 0, 4, 2}, kSrcCopy, {0, 2, 4, -2}, Bitmap());
-       },
-       1000,
-       "stretchblt",
-       {0, 2, 4, 0},
-       {0, 0, 4, 2},
-       0,
-       BLACKONWHITE},
-      {"source transform scales the source",
-       [](EmfWriter& w) {
-         const float half[6] = {0.5f, 0, 0, 0.5f, 0, 0};
-         w.BitBlt({0, 0, 4, 2}, kSrcCopy, 0, 0, Bitmap(), half);
-       },
-       1000,
-       "stretchblt",
-       {0, 0, 4, 2},
-       {0, 0, 2, 1},
-       0,
-       BLACKONWHITE},
-      {"source past the bitmap is cut",
-       [](EmfWriter& w) {
-         w.StretchBlt({0, 0, 16, 4}, kSrcCopy, {-4, 0, 8, 2}, Bitmap());
-       },
-       1000,
-       "stretchblt",
-       {8, 0, 16, 4},
-       {0, 0, 4, 2},
-       0,
-       BLACKONWHITE},
   };
+  // clang-format off
+  const Case cases[] = {
+      {"equal size SRCCOPY", [](EmfWriter& w) { w.BitBlt({10, 20, 4, 2}, kSrcCopy, 0, 0, Bitmap()); },
+       1000, "copybits", {10, 20, 14, 22}, {0, 0, 0, 0}, 0, 0},
+      // the source from (1, 1) is 3 x 1: the destination is cut with it
+      {"equal size SRCAND", [](EmfWriter& w) { w.BitBlt({10, 20, 4, 2}, kSrcAnd, 1, 1, Bitmap()); },
+       1000, "bitblt", {10, 20, 13, 21}, {1, 1, 0, 0}, 0x8888, 0},
+      {"page scale stretches", [](EmfWriter& w) {
+         w.SetStretchBltMode(HALFTONE);
+         w.BitBlt({10, 20, 4, 2}, kSrcCopy, 0, 0, Bitmap()); },
+       2000, "stretchblt", {20, 40, 28, 44}, {0, 0, 4, 2}, 0, HALFTONE},
+      {"stretch with an op",
+       [](EmfWriter& w) { w.StretchBlt({0, 0, 8, 8}, kSrcAnd, {0, 0, 4, 2}, Bitmap()); },
+       1000, "stretchbltrop", {0, 0, 8, 8}, {0, 0, 4, 2}, 0x8888, BLACKONWHITE},
+      {"negative width mirrors",
+       [](EmfWriter& w) { w.StretchBlt({100, 0, -4, 2}, kSrcCopy, {0, 0, 4, 2}, Bitmap()); },
+       1000, "stretchblt", {100, 0, 96, 2}, {0, 0, 4, 2}, 0, BLACKONWHITE},
+      {"negative source height mirrors",
+       [](EmfWriter& w) { w.StretchBlt({0, 0, 4, 2}, kSrcCopy, {0, 2, 4, -2}, Bitmap()); },
+       1000, "stretchblt", {0, 2, 4, 0}, {0, 0, 4, 2}, 0, BLACKONWHITE},
+      {"source transform scales the source", [](EmfWriter& w) {
+         const float half[6] = {0.5f, 0, 0, 0.5f, 0, 0};
+         w.BitBlt({0, 0, 4, 2}, kSrcCopy, 0, 0, Bitmap(), half); },
+       1000, "stretchblt", {0, 0, 4, 2}, {0, 0, 2, 1}, 0, BLACKONWHITE},
+      {"source past the bitmap is cut",
+       [](EmfWriter& w) { w.StretchBlt({0, 0, 16, 4}, kSrcCopy, {-4, 0, 8, 2}, Bitmap()); },
+       1000, "stretchblt", {8, 0, 16, 4}, {0, 0, 4, 2}, 0, BLACKONWHITE},
+  };
+  // clang-format on
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     EmfWriter w = Page();

@@ -13,10 +13,8 @@
 #include <vector>
 
 #include "host/fonts/host_font.h"
-#include "host/gdi/driver_target.h"
 #include "host/gdi/emf_player.h"
 #include "host/gdi/emf_records.h"
-#include "tests/graphics/driver_page.h"
 #include "tests/host/gdi/recording_target.h"
 #include "tools/sample_job/emf_writer.h"
 
@@ -37,13 +35,14 @@ constexpr uint32_t kTaUpdateCp = 1, kTaRight = 2, kTaCenter = 6, kTaBottom = 8, 
 
 // Reference pixels are surface pixels on a 1000-pixel surface.
 EmfWriter Page(const char16_t* face = u"Arial", int32_t height = -40, uint8_t charSet = 0,
-               int32_t escapement = 0) {
+               int32_t escapement = 0, bool lined = false) {
   EmfWriter w({0, 0, 10000, 10000}, {1000, 1000}, {100, 100});
   EmfFont font;
   font.height = height;
   font.face = face;
   font.charSet = charSet;
   font.escapement = escapement;
+  font.underline = font.strikeOut = lined;
   w.ExtCreateFontIndirectW(1, font);
   w.SelectObject(1);
   w.SetBkMode(kTransparent);
@@ -204,14 +203,7 @@ TEST(EmfText, OpaqueAndClippedRectangles) {
 }
 
 TEST(EmfText, UnderlineAndStrikeoutAreExtraRectangles) {
-  EmfWriter w({0, 0, 10000, 10000}, {1000, 1000}, {100, 100});
-  EmfFont font;
-  font.height = -40;
-  font.face = u"Arial";
-  font.underline = 1;
-  font.strikeOut = 1;
-  w.ExtCreateFontIndirectW(1, font);
-  w.SelectObject(1);
+  EmfWriter w = Page(u"Arial", -40, 0, 0, true);
   w.SetTextAlign(kTaBaseline);
   const int32_t dx[] = {30, 40};
   w.ExtTextOutW(100, 200, u"AB", dx);
@@ -515,40 +507,6 @@ TEST(EmfText, FuzzSeedPlaysEveryTextRecord) {
   // Only the glyph-index run in a substitute face is remarked on.
   ASSERT_EQ(stats.errors.size(), 1u);
   EXPECT_NE(stats.errors[0].find("substitute"), std::string::npos);
-}
-
-// Text played through the driver as snkprint plays it: the runs become PDF
-// text, and the engine draws them on the page surface too (GDIPunt on).
-class TextRecordsPage : public test::DriverPageTest {};
-
-TEST_F(TextRecordsPage, RunsReachTheDriverAndTheSurface) {
-  EmfWriter w({0, 0, 21000, 29700}, {2480, 3507}, {210, 297});
-  EmfFont font;
-  font.height = -100;
-  font.face = u"Arial";
-  w.ExtCreateFontIndirectW(1, font);
-  w.SelectObject(1);
-  w.SetBkMode(kTransparent);
-  w.SetTextColor(Rgb(0, 0, 0));
-  w.ExtTextOutW(200, 200, u"Hello");
-  w.ExtTextOutW(200, 400, u"World");
-  const auto file = EmfFile::Parse("page.emf", w.Finish(), nullptr);
-  ASSERT_TRUE(file);
-  PlayStats stats;
-  int ink = 0;
-  const std::string pdf = PrintJobPage([&](engine::EngineJob& job) {
-    DriverTarget target(job);
-    stats = EmfPlayer().PlayPage(*file, target);
-    for (int y = 200; y < 320; ++y)
-      for (int x = 200; x < 500; ++x) ink += Pixel(job.Surface(), x, y) == 0;
-  });
-  EXPECT_TRUE(stats.errors.empty());
-  EXPECT_EQ(stats.NotPlayedTotal(), 0u);
-  EXPECT_GT(ink, 100);  // the engine drew the first run where it belongs
-  const std::string content = test::ContentOfFirstPage(pdf);
-  EXPECT_EQ(test::CountOf(content, "BT "), 1u) << content;  // both runs in one text object
-  EXPECT_NE(content.find("TJ"), std::string::npos) << content;
-  EXPECT_NE(pdf.find("/BaseFont"), std::string::npos);
 }
 
 }  // namespace

@@ -9,24 +9,11 @@
 
 #include "host/system/host_control.h"
 #include "platform/win32.h"
+#include "test_support.h"
 
 namespace {
 
-class PrinterDataTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/snk-printer-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    dir_ = pattern;
-    setenv("XDG_CONFIG_HOME", dir_.c_str(), 1);
-  }
-  void TearDown() override {
-    snk::host::CloseConfigDatabase();
-    std::filesystem::remove_all(dir_);
-    unsetenv("XDG_CONFIG_HOME");
-  }
-  std::string dir_;
-};
+using PrinterDataTest = snk::test::HostTest;
 
 TEST_F(PrinterDataTest, ValuesArePerPrinterAndReportMoreData) {
   HANDLE printer = snk::host::OpenHostPrinter(u"SNK PDF");

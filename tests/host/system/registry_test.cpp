@@ -11,6 +11,7 @@
 
 #include "host/system/host_control.h"
 #include "platform/win32.h"
+#include "test_support.h"
 
 namespace {
 
@@ -18,21 +19,12 @@ namespace fs = std::filesystem;
 using snk::host::CloseConfigDatabase;
 using snk::host::ConfigDatabasePath;
 
-// Each test gets its own XDG_CONFIG_HOME and a neutral locale.
-class RegistryTest : public ::testing::Test {
+// Each test gets its own configuration folder and a neutral locale.
+class RegistryTest : public snk::test::HostTest {
  protected:
   void SetUp() override {
-    char pattern[] = "/tmp/snk-registry-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    dir_ = pattern;
-    setenv("XDG_CONFIG_HOME", (dir_ + "/config").c_str(), 1);
+    HostTest::SetUp();
     for (const char* name : {"LC_ALL", "LC_PAPER", "LANG"}) unsetenv(name);
-  }
-  void TearDown() override {
-    CloseConfigDatabase();
-    snk::host::ClearRegistryOverlay();
-    fs::remove_all(dir_);
-    unsetenv("XDG_CONFIG_HOME");
   }
 
   HKEY Create(const char16_t* path) {
@@ -41,8 +33,6 @@ class RegistryTest : public ::testing::Test {
               ERROR_SUCCESS);
     return key;
   }
-
-  std::string dir_;
 };
 
 std::vector<BYTE> Sz(std::u16string_view text) {
@@ -124,9 +114,9 @@ TEST_F(RegistryTest, ValuesRoundTripWithTypeAndRawBytesAcrossReopen) {
   RegCloseKey(key);
 
   struct stat st;
-  ASSERT_EQ(stat((dir_ + "/config/snk").c_str(), &st), 0);
+  ASSERT_EQ(stat((Dir() / "config/snk").c_str(), &st), 0);
   EXPECT_EQ(st.st_mode & 0777, 0700u);
-  EXPECT_EQ(ConfigDatabasePath(), dir_ + "/config/snk/registry.sqlite");
+  EXPECT_EQ(ConfigDatabasePath(), (Dir() / "config/snk/registry.sqlite").string());
 }
 
 TEST_F(RegistryTest, NamesCompareWithoutCaseAndKeepTheirStoredForm) {

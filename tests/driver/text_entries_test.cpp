@@ -122,7 +122,8 @@ TEST_F(TextEntries, TheDocumentEndsWithPageTreeFontsAndCatalogInThatOrder) {
   for (size_t at = pdf.find(" 0 obj\n", tree); at != std::string::npos; at = pdf.find(" 0 obj\n", at + 1))
     order += pdf.substr(pdf.rfind('\n', at) + 1, at - pdf.rfind('\n', at) - 1) + " ";
   EXPECT_EQ(order, "1 8 5 9 10 ");
-  const std::string treeObject = "1 0 obj\n<<\n/Count 1 \n/Kids [7 0 R ] \n/Type /Pages \n>>\nendobj\n8 0 obj\n<<\n";
+  const std::string treeObject =
+      "1 0 obj\n<<\n/Count 1 \n/Kids [7 0 R ] \n/Type /Pages \n>>\nendobj\n8 0 obj\n<<\n";
   EXPECT_EQ(pdf.substr(tree + 7, treeObject.size()), treeObject);
   EXPECT_NE(pdf.find(" ] \n>>\nendobj\n9 0 obj\n<<\n/Pages 1 0 R \n/Type /Catalog \n>>\nendobj\n10 0 obj\n"),
             std::string::npos);

@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "driver_page.h"
 #include "fonts/glyph_names.h"
 #include "host/gdi/driver_target.h"
 #include "host/gdi/emf_player.h"
 #include "host/gdi/emf_reader.h"
-#include "tests/graphics/driver_page.h"
 #include "tools/sample_job/emf_writer.h"
 
 namespace snk::test {
@@ -33,8 +33,10 @@ class TextScripts : public DriverPageTest {
     std::vector<std::string> fonts;
     for (uint32_t n = 1; n < 200; ++n) {
       const std::string object = Object(pdf, n);
-      if (object.find("/Type /Font ") != std::string::npos || object.find("/Type /Font\n") != std::string::npos ||
-          object.find("/Type /Font/") != std::string::npos || object.find("/Type /Font>") != std::string::npos)
+      if (object.find("/Type /Font ") != std::string::npos ||
+          object.find("/Type /Font\n") != std::string::npos ||
+          object.find("/Type /Font/") != std::string::npos ||
+          object.find("/Type /Font>") != std::string::npos)
         fonts.push_back(object);
     }
     return fonts;
@@ -64,14 +66,15 @@ TEST_F(TextScripts, EachScriptLandsInItsSubfont) {
   w.SelectObject(1);
   w.SetBkMode(1);  // transparent
   const std::u16string lines[] = {
-      u"Latin text",       u"\u041F\u0440\u0438\u0432\u0435\u0442",  // Cyrillic
-      u"\u0393\u03B5\u03B9\u03AC",                                  // Greek
-      u"\u011F\u0131\u015F",                                        // Turkish
-      u"\u05E9\u05DC\u05D5\u05DD",                                  // Hebrew
-      u"\u0633\u0644\u0627\u0645",                                  // Arabic
-      u"\u0E2A\u0E27\u0E31\u0E2A\u0E14\u0E35",                      // Thai
-      u"Vi\u1EC7t",                                                 // Vietnamese
-      u"\u4E2D\u6587",                                              // Chinese
+      u"Latin text",
+      u"\u041F\u0440\u0438\u0432\u0435\u0442",  // Cyrillic
+      u"\u0393\u03B5\u03B9\u03AC",              // Greek
+      u"\u011F\u0131\u015F",                    // Turkish
+      u"\u05E9\u05DC\u05D5\u05DD",              // Hebrew
+      u"\u0633\u0644\u0627\u0645",              // Arabic
+      u"\u0E2A\u0E27\u0E31\u0E2A\u0E14\u0E35",  // Thai
+      u"Vi\u1EC7t",                             // Vietnamese
+      u"\u4E2D\u6587",                          // Chinese
   };
   int32_t y = 200;
   for (const std::u16string& line : lines) {
@@ -120,8 +123,8 @@ TEST_F(TextScripts, EachScriptLandsInItsSubfont) {
   // Chinese has no glyph names: the search finds GB2312, a CID subfont
   // with the predefined Unicode CMap.
   bool gb = false;
-  for (const std::string& f : fonts) gb |= f.find("/Subtype /Type0") != std::string::npos &&
-                                          f.find("/UniGB-UCS2-H") != std::string::npos;
+  for (const std::string& f : fonts)
+    gb |= f.find("/Subtype /Type0") != std::string::npos && f.find("/UniGB-UCS2-H") != std::string::npos;
   EXPECT_TRUE(gb);
   EXPECT_NE(pdf.find("/Ordering (GB1) /Supplement 4"), std::string::npos);
 }

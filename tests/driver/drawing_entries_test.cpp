@@ -6,12 +6,12 @@
 #include <functional>
 #include <string>
 
+#include "driver_page.h"
 #include "host/engine/brush.h"
 #include "host/engine/clip.h"
 #include "host/engine/path.h"
 #include "host/engine/region.h"
 #include "host/engine/xform.h"
-#include "driver_page.h"
 
 namespace {
 
@@ -33,7 +33,9 @@ class DrawingEntries : public snk::test::DriverPageTest {
   }
 
   // Prints one page drawn by `draw` and returns its content stream.
-  std::string Page(const std::function<void(SURFOBJ*)>& draw) { return snk::test::ContentOfFirstPage(PrintPage(draw)); }
+  std::string Page(const std::function<void(SURFOBJ*)>& draw) {
+    return snk::test::ContentOfFirstPage(PrintPage(draw));
+  }
 
   HostPath box_;
 };
@@ -98,7 +100,8 @@ TEST_F(DrawingEntries, BlitsPaintSolidRectanglesAndLeavePatternsToTheEngine) {
   });
   // The hatch comes out as an image cut from the surface before the fill.
   EXPECT_EQ(content, std::string(kPageStart) + "0 1 0 sc 24 781.68 144 12 re f\n" +
-                         "q 9.6 0 0 9.6 0 760.08 cm /Im5 Do Q\n" + "0.24 w [] 0 d 1 1 1 sc " + kBoxMapped + "f \n");
+                         "q 9.6 0 0 9.6 0 760.08 cm /Im5 Do Q\n" + "0.24 w [] 0 d 1 1 1 sc " + kBoxMapped +
+                         "f \n");
   EXPECT_GT(hatched, 40u);
 }
 

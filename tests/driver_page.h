@@ -34,6 +34,22 @@ inline std::string Object(const std::string& pdf, uint32_t n) {
   return end == std::string::npos ? std::string() : pdf.substr(at + 1, end - at - 1);
 }
 
+// Object n's text from "n 0 obj\n" up to and with its "endobj\n", found by
+// its first mention.
+inline std::string ObjectText(const std::string& pdf, int n) {
+  const size_t at = pdf.find(std::to_string(n) + " 0 obj\n");
+  if (at == std::string::npos) return {};
+  return pdf.substr(at, pdf.find("endobj\n", at) + 7 - at);
+}
+
+// The user's name, as the driver reads its options under it.
+inline std::u16string UserName() {
+  char16_t user[257] = {};
+  DWORD size = 257;
+  GetUserNameW(user, &size);
+  return user;
+}
+
 // The raw data of a stream object as Object() returns it.
 inline std::string StreamData(const std::string& object) {
   size_t start = object.find(">>\nstream\n");
@@ -125,10 +141,7 @@ class DriverPageTest : public HostTest {
 
   // Sets one of the user's options before the job starts.
   void SetOption(const char16_t* name, DWORD value) {
-    char16_t user[257] = {};
-    DWORD size = 257;
-    GetUserNameW(user, &size);
-    host::SetRegistryOverlayDword(u"Software\\Kelmo Software\\PDF Forge\\" + std::u16string(user), name, value);
+    host::SetRegistryOverlayDword(u"Software\\Kelmo Software\\PDF Forge\\" + UserName(), name, value);
   }
 
   // Prints one page drawn by `draw`; returns the file's bytes.
