@@ -70,7 +70,8 @@ class CKMC_Document {
 
  private:
   // The job's settings, replaced whole by Configure; a document that was
-  // never configured opens nothing when it ends.
+  // never configured opens nothing when it ends. Declared before the font
+  // catalogue, which refers to its fields.
   CKMC_JobSettings m_settings{.openFile = 0};
 
  public:
