@@ -491,20 +491,7 @@ void EmfWriter::SetStretchBltMode(uint32_t mode) { AddU32s(EMR_SETSTRETCHBLTMODE
 // EMR_STRETCHBLT the source extents.
 void EmfWriter::BitBlt(EmfBox dest, uint32_t rop, int32_t xSrc, int32_t ySrc, const EmfBitmap& source,
                        const float* xformSrc) {
-  std::vector<std::byte> payload;
-  Sink sink(payload);
-  uint32_t at = 100;
-  const Placed p = Place(at, source);
-  sink.Rect(kNoBounds);
-  Box(sink, dest);
-  sink.U32(rop);
-  sink.I32(xSrc);
-  sink.I32(ySrc);
-  Xform(sink, xformSrc);
-  sink.U32(0);
-  Where(sink, p, source.usage, true);
-  Append(payload, source);
-  Add(EMR_BITBLT, payload);
+  SourceBlt(EMR_BITBLT, dest, rop, xSrc, ySrc, nullptr, source, xformSrc);
 }
 
 void EmfWriter::StretchBlt(EmfBox dest, uint32_t rop, EmfBox src, const EmfBitmap& source,
@@ -524,20 +511,30 @@ void EmfWriter::TransparentBlt(EmfBox dest, COLORREF key, EmfBox src, const EmfB
 
 void EmfWriter::StretchLike(uint32_t type, EmfBox dest, uint32_t op, EmfBox src, const EmfBitmap& source,
                             const float* xformSrc) {
+  const SIZEL extent{src.cx, src.cy};
+  SourceBlt(type, dest, op, src.x, src.y, &extent, source, xformSrc);
+}
+
+// The layout of EMR_BITBLT, and with the source's extents behind it that of
+// EMR_STRETCHBLT.
+void EmfWriter::SourceBlt(uint32_t type, EmfBox dest, uint32_t op, int32_t xSrc, int32_t ySrc,
+                          const SIZEL* extent, const EmfBitmap& source, const float* xformSrc) {
   std::vector<std::byte> payload;
   Sink sink(payload);
-  uint32_t at = 108;
+  uint32_t at = extent ? 108 : 100;
   const Placed p = Place(at, source);
   sink.Rect(kNoBounds);
   Box(sink, dest);
   sink.U32(op);
-  sink.I32(src.x);
-  sink.I32(src.y);
+  sink.I32(xSrc);
+  sink.I32(ySrc);
   Xform(sink, xformSrc);
   sink.U32(0);
   Where(sink, p, source.usage, true);
-  sink.I32(src.cx);
-  sink.I32(src.cy);
+  if (extent) {
+    sink.I32(extent->cx);
+    sink.I32(extent->cy);
+  }
   Append(payload, source);
   Add(type, payload);
 }

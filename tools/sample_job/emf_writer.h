@@ -234,6 +234,8 @@ class EmfWriter {
                   const EmfText& fields);
   void StretchLike(uint32_t type, EmfBox dest, uint32_t op, EmfBox src, const EmfBitmap& source,
                    const float* xformSrc);
+  void SourceBlt(uint32_t type, EmfBox dest, uint32_t op, int32_t xSrc, int32_t ySrc, const SIZEL* extent,
+                 const EmfBitmap& source, const float* xformSrc);
   void UseHandle(uint32_t handle);
   std::vector<std::byte> Header(uint32_t totalBytes, uint32_t totalRecords) const;
 

@@ -256,20 +256,19 @@ std::u16string Country() {
 
 TEST_F(RegistryTest, CountryComesFromTheLocaleUnlessStored) {
   EXPECT_EQ(Country(), u"");
-  setenv("LANG", "fr_FR.UTF-8", 1);
-  EXPECT_EQ(Country(), u"33");
-  setenv("LC_PAPER", "en_CA.UTF-8", 1);
-  EXPECT_EQ(Country(), u"2");
-  setenv("LC_ALL", "de_DE@euro", 1);
-  EXPECT_EQ(Country(), u"49");
-  setenv("LC_ALL", "en_GB", 1);
-  EXPECT_EQ(Country(), u"44");
-  setenv("LC_ALL", "en_US.UTF-8", 1);
-  EXPECT_EQ(Country(), u"1");
-  setenv("LC_ALL", "C.UTF-8", 1);
-  EXPECT_EQ(Country(), u"");
-  setenv("LC_ALL", "POSIX", 1);
-  EXPECT_EQ(Country(), u"");
+  // Each variable set in turn, on top of those before it.
+  const struct {
+    const char* variable;
+    const char* locale;
+    std::u16string country;
+  } cases[] = {{"LANG", "fr_FR.UTF-8", u"33"},  {"LC_PAPER", "en_CA.UTF-8", u"2"},
+               {"LC_ALL", "de_DE@euro", u"49"}, {"LC_ALL", "en_GB", u"44"},
+               {"LC_ALL", "en_US.UTF-8", u"1"}, {"LC_ALL", "C.UTF-8", u""},
+               {"LC_ALL", "POSIX", u""}};
+  for (const auto& c : cases) {
+    setenv(c.variable, c.locale, 1);
+    EXPECT_EQ(Country(), c.country) << c.variable << "=" << c.locale;
+  }
 
   // A stored value wins over the locale.
   setenv("LC_ALL", "en_US.UTF-8", 1);
